@@ -1,0 +1,27 @@
+# Source lists shared by the cross and the native build.
+
+# Pure logic: no Win32, no COM. Built into the plugin and natively for tests and benchmarks.
+set(ZORV_PURE_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/frame/status_text.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/frame/dx_result_table.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/misc/trig.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/misc/random.cpp
+)
+
+# Everything else of the plugin: exports, Win32 and DirectX work.
+set(ZORV_WIN32_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/frame/entry.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/frame/frame_exports.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/misc/misc_exports.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/display_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/surface/surface_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/chip_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_pending.cpp
+)
+
+# The plugin's texts are UTF-8 in the sources and Shift-JIS (code page 932) in the binary.
+set(ZORV_TEXT_FLAGS -finput-charset=UTF-8 -fexec-charset=CP932)
+set(ZORV_WARNINGS -Wall -Wextra)

@@ -1,0 +1,205 @@
+// The host emulator's records and plugin loader.
+#include "host_emulator.h"
+
+#include <climits>
+#include <cstring>
+
+namespace host {
+
+namespace {
+constexpr size_t DESCRIPTOR_BYTES = 64;
+constexpr size_t TAG_OFFSET = 0;
+constexpr size_t SIZE_OFFSET = 8;
+constexpr size_t DATA_OFFSET = 28;
+
+template <class T>
+void Poke(std::vector<uint8_t>& bytes, size_t offset, T value) {
+    std::memcpy(bytes.data() + offset, &value, sizeof value);
+}
+
+bool IsHostOnlyDescriptorByte(size_t i) {
+    return !(i < TAG_OFFSET + 2 || (i >= SIZE_OFFSET && i < SIZE_OFFSET + 4) ||
+             (i >= DATA_OFFSET && i < DATA_OFFSET + 4));
+}
+
+const char WINDOW_CLASS[] = "ZorvHostWindow";
+
+void RegisterWindowClass() {
+    static bool registered = false;
+    if (registered) return;
+    WNDCLASSA wc = {};
+    wc.lpfnWndProc = DefWindowProcA;
+    wc.hInstance = GetModuleHandleA(nullptr);
+    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    wc.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
+    wc.lpszClassName = WINDOW_CLASS;
+    RegisterClassA(&wc);
+    registered = true;
+}
+
+std::string Convert(const char* text, UINT from, UINT to) {
+    int wideCount = MultiByteToWideChar(from, 0, text, -1, nullptr, 0);
+    if (wideCount <= 0) return "<conversion failed>";
+    std::wstring wide(static_cast<size_t>(wideCount), L'\0');
+    MultiByteToWideChar(from, 0, text, -1, &wide[0], wideCount);
+    int count = WideCharToMultiByte(to, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string out(static_cast<size_t>(count), '\0');
+    WideCharToMultiByte(to, 0, wide.c_str(), -1, &out[0], count, nullptr, nullptr);
+    out.resize(static_cast<size_t>(count) - 1);  // drop the terminator
+    return out;
+}
+}  // namespace
+
+// ---- Variables -------------------------------------------------------------------------
+
+Variable::Variable(uint16_t tag, int32_t size4)
+    : descriptor_(DESCRIPTOR_BYTES, HOST_FILL),
+      buffer_(GUARD_BYTES * 2 + static_cast<size_t>(size4 > 0 ? size4 : 0) * 4, GUARD),
+      dataBytes_(static_cast<size_t>(size4 > 0 ? size4 : 0) * 4) {
+    std::memset(Data(), 0, dataBytes_);
+    Poke<uint16_t>(descriptor_, TAG_OFFSET, tag);
+    Poke<int32_t>(descriptor_, SIZE_OFFSET, size4);
+    Poke<uint32_t>(descriptor_, DATA_OFFSET, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(Data())));
+}
+
+Variable Variable::Int(int32_t elements) { return Variable(INT, elements); }
+Variable Variable::String(int32_t size4) { return Variable(STRING, size4); }
+
+void Variable::Fill(uint8_t value) { std::memset(Data(), value, dataBytes_); }
+
+bool Variable::GuardsIntact() const {
+    for (size_t i = 0; i < GUARD_BYTES; ++i) {
+        if (buffer_[i] != GUARD || buffer_[GUARD_BYTES + dataBytes_ + i] != GUARD) return false;
+    }
+    return true;
+}
+
+bool Variable::DescriptorIntact() const {
+    for (size_t i = 0; i < DESCRIPTOR_BYTES; ++i) {
+        if (IsHostOnlyDescriptorByte(i) && descriptor_[i] != HOST_FILL) return false;
+    }
+    return true;
+}
+
+// ---- Screen ----------------------------------------------------------------------------
+
+Screen::Screen(int width, int height, bool palette8) : record_(RECORD_BYTES, 0) {
+    RegisterWindowClass();
+    RECT rect = {0, 0, width, height};
+    AdjustWindowRect(&rect, WS_OVERLAPPEDWINDOW, FALSE);
+    window_ = CreateWindowExA(0, WINDOW_CLASS, "Zorv host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0,
+                              rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr,
+                              GetModuleHandleA(nullptr), nullptr);
+    PumpMessages();
+
+    HDC windowDc = GetDC(window_);
+    dc_ = CreateCompatibleDC(windowDc);
+    ReleaseDC(window_, windowDc);
+
+    struct {
+        BITMAPINFOHEADER header;
+        RGBQUAD colours[256];
+    } info = {};
+    info.header.biSize = sizeof(BITMAPINFOHEADER);
+    info.header.biWidth = width;
+    info.header.biHeight = height;  // bottom-up, as the host keeps its buffers
+    info.header.biPlanes = 1;
+    info.header.biBitCount = palette8 ? 8 : 24;
+    info.header.biCompression = BI_RGB;
+    colours_.assign(256, RGBQUAD{0, 0, 0, 0});
+    if (palette8) {
+        info.header.biClrUsed = 256;
+        for (int i = 0; i < 256; ++i) {
+            colours_[i] = RGBQUAD{static_cast<BYTE>(i), static_cast<BYTE>(i), static_cast<BYTE>(i), 0};
+            info.colours[i] = colours_[i];
+        }
+    }
+    void* bits = nullptr;
+    dib_ = CreateDIBSection(dc_, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
+    bits_ = static_cast<uint8_t*>(bits);
+    oldBitmap_ = SelectObject(dc_, dib_);
+
+    SetField(WIDTH, width);
+    SetField(HEIGHT, height);
+    SetField(PALETTE_MODE, palette8 ? 1 : 0);
+    SetField(HDC_FIELD, static_cast<int32_t>(reinterpret_cast<uintptr_t>(dc_)));
+    SetField(BITS, static_cast<int32_t>(reinterpret_cast<uintptr_t>(bits_)));
+    SetField(COLOUR_TABLE, static_cast<int32_t>(reinterpret_cast<uintptr_t>(colours_.data())));
+    SetField(PALETTE_COUNT, palette8 ? 256 : 0);
+    SetField(HWND_FIELD, static_cast<int32_t>(reinterpret_cast<uintptr_t>(window_)));
+    SetField(SCREEN_TYPE, 2);
+    SetField(BRUSH, static_cast<int32_t>(reinterpret_cast<uintptr_t>(GetStockObject(WHITE_BRUSH))));
+    SetField(PEN, static_cast<int32_t>(reinterpret_cast<uintptr_t>(GetStockObject(BLACK_PEN))));
+    SetField(COLOUR, static_cast<int32_t>(RGB(255, 255, 255)));
+}
+
+Screen::~Screen() {
+    if (dc_ != nullptr) {
+        SelectObject(dc_, oldBitmap_);
+        DeleteDC(dc_);
+    }
+    if (dib_ != nullptr) DeleteObject(dib_);
+    if (window_ != nullptr && IsWindow(window_)) DestroyWindow(window_);
+    PumpMessages();
+}
+
+int32_t Screen::Field(size_t offset) const {
+    int32_t value = 0;
+    std::memcpy(&value, record_.data() + offset, sizeof value);
+    return value;
+}
+
+void Screen::SetField(size_t offset, int32_t value) { Poke<int32_t>(record_, offset, value); }
+
+// ---- Plugin ----------------------------------------------------------------------------
+
+Plugin::Plugin(const std::string& fileName) : module_(LoadLibraryA(fileName.c_str())) {}
+
+Plugin::~Plugin() {
+    if (module_ != nullptr) FreeLibrary(module_);
+}
+
+FARPROC Plugin::Find(const std::string& name) const {
+    if (module_ == nullptr) return nullptr;
+    return GetProcAddress(module_, ("_" + name + "@16").c_str());
+}
+
+int32_t Plugin::Call(const std::string& name, int32_t a, int32_t b, int32_t c, int32_t d) const {
+    using Export = int32_t(__stdcall*)(int32_t, int32_t, int32_t, int32_t);
+    FARPROC proc = Find(name);
+    if (proc == nullptr) return INT32_MIN;
+    return reinterpret_cast<Export>(reinterpret_cast<void*>(proc))(a, b, c, d);
+}
+
+std::vector<std::string> Plugin::ExportNames() const {
+    std::vector<std::string> names;
+    if (module_ == nullptr) return names;
+    auto base = reinterpret_cast<const uint8_t*>(module_);
+    auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    auto nt = reinterpret_cast<const IMAGE_NT_HEADERS32*>(base + dos->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
+    if (dir.VirtualAddress == 0) return names;
+    auto exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + dir.VirtualAddress);
+    auto nameRvas = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
+    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
+        names.emplace_back(reinterpret_cast<const char*>(base + nameRvas[i]));
+    }
+    // Exports by ordinal only would have no name: count them as unnamed entries.
+    for (DWORD i = exports->NumberOfNames; i < exports->NumberOfFunctions; ++i) names.emplace_back("");
+    return names;
+}
+
+// ---- Helpers ---------------------------------------------------------------------------
+
+std::string Cp932ToUtf8(const char* text) { return Convert(text, 932, CP_UTF8); }
+std::string Utf8ToCp932(const char* text) { return Convert(text, CP_UTF8, 932); }
+
+void PumpMessages() {
+    MSG msg;
+    while (PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        TranslateMessage(&msg);
+        DispatchMessageA(&msg);
+    }
+}
+
+}  // namespace host
