@@ -13,6 +13,7 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/frame/entry.cpp
   ${CMAKE_CURRENT_LIST_DIR}/frame/frame_exports.cpp
   ${CMAKE_CURRENT_LIST_DIR}/misc/misc_exports.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/device.cpp
   ${CMAKE_CURRENT_LIST_DIR}/display/display_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/chip_pending.cpp

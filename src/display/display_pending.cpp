@@ -1,15 +1,9 @@
 // Exports of the display (devices, start and stop, screen, update, window hook) that are not built yet: each records its name and returns -255.
 #include "frame/frame.h"
 
-ZORV_NOT_SUPPORTED_EXPORT(ZorvCreateDD)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvCreatePrimarySurface)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvEnumDDdevice)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvEnumDisplayMode)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvGetDDcaps)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvGetDDdeviceName)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetFrameRate)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetPolygonRate)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvInitialize)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvLimitSystemBehavior)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvReleaseDD)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvReleasePrimarySurface)

@@ -18,7 +18,8 @@ namespace {
 
 // Exports that do their work already; every other one records its name and returns -255.
 const std::set<std::string> BUILT = {
-    "ZorvGetVersion", "ZorvGetError", "ZorvmiscAtan", "ZorvmiscCos", "ZorvmiscCos2", "ZorvmiscGetClock",
+    "ZorvGetVersion", "ZorvGetError", "ZorvEnumDDdevice", "ZorvGetDDdeviceName", "ZorvEnumDisplayMode",
+    "ZorvGetDDcaps", "ZorvCreateDD", "ZorvInitialize", "ZorvmiscAtan", "ZorvmiscCos", "ZorvmiscCos2", "ZorvmiscGetClock",
     "ZorvmiscGetMMtickTime", "ZorvmiscGetMMtimer", "ZorvmiscGetRDTSC", "ZorvmiscGetRDTSCtickTime",
     "ZorvmiscRand", "ZorvmiscSin", "ZorvmiscSin2", "ZorvmiscSystemParameter",
 };
@@ -182,4 +183,16 @@ TEST(NoDirectDraw, PluginLoadsAndAnswers) {
     EXPECT_EQ(101, v.Ints()[0]);
     EXPECT_EQ(0, plugin->Call("ZorvmiscSin", v.Arg(), 256, 100));
     EXPECT_EQ(99, v.Ints()[0]);
+    // The DirectDraw exports report the missing library after their own checks.
+    Variable text = Variable::String(4);
+    EXPECT_EQ(-1, plugin->Call("ZorvEnumDDdevice", text.Arg()));
+    EXPECT_EQ(-66, plugin->Call("ZorvEnumDDdevice", v.Arg()));
+    EXPECT_EQ(-66, plugin->Call("ZorvGetDDdeviceName", text.Arg(), 0));
+    EXPECT_EQ(-66, plugin->Call("ZorvEnumDisplayMode", v.Arg(), 0, 0));
+    EXPECT_EQ(-66, plugin->Call("ZorvGetDDcaps", v.Arg(), 0, 0));
+    EXPECT_EQ(-66, plugin->Call("ZorvCreateDD", 0));
+    host::Screen screen(64, 64);
+    EXPECT_EQ(-9, plugin->Call("ZorvInitialize", 0, 2, 0));
+    EXPECT_EQ(-66, plugin->Call("ZorvInitialize", screen.Arg(), 2, 0));
+    EXPECT_EQ(-9, plugin->Call("ZorvInitialize", 0, 0, 0));  // not -8: it never got initialised
 }
