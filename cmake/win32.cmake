@@ -36,9 +36,24 @@ function(zorv_wine_test)
   endif()
 endfunction()
 
-zorv_wine_test(NAME wine.plugin PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi --gtest_filter=-NoDirectDraw.*)
-zorv_wine_test(NAME wine.plugin_debug PROGRAM zorv_wine_tests.exe ARGS --plugin=ZorvD.hpi --gtest_filter=-NoDirectDraw.*)
+# Everything but the tests that need a fresh process, on the release and the debug build.
+set(ZORV_MAIN_FILTER --gtest_filter=-NoDirectDraw.*:Initialize.*)
+zorv_wine_test(NAME wine.plugin PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi ${ZORV_MAIN_FILTER})
+zorv_wine_test(NAME wine.plugin_debug PROGRAM zorv_wine_tests.exe ARGS --plugin=ZorvD.hpi ${ZORV_MAIN_FILTER})
+# ZorvInitialize runs once per process: its checks get a process of their own.
+zorv_wine_test(NAME wine.initialize PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi --gtest_filter=Initialize.*)
+# The screen in the other render modes (the main run uses render mode 0), and on a 16-bit
+# desktop (Xvfb at 16 bits gives Wine a 5-6-5 primary).
+foreach(mode 1 2 3)
+  zorv_wine_test(NAME wine.screen_render${mode} PROGRAM zorv_wine_tests.exe PREFIX alt
+    ARGS --plugin=Zorv.hpi --render-mode=${mode} --gtest_filter=Screen.*)
+endforeach()
+zorv_wine_test(NAME wine.screen_depth16 PROGRAM zorv_wine_tests.exe DEPTH 16 PREFIX alt
+  ARGS --plugin=Zorv.hpi --render-mode=2 --gtest_filter=Screen.*)
 # ddraw.dll switched off: the plugin must still load and answer.
 zorv_wine_test(NAME wine.no_ddraw PROGRAM zorv_wine_tests.exe
   ARGS --plugin=Zorv.hpi --no-ddraw --gtest_filter=NoDirectDraw.*
   ENV "WINEDLLOVERRIDES=ddraw=d")
+# The recording stand-in ddraw.dll, tested on its own: the program loads the ddraw.dll beside it.
+zorv_wine_test(NAME wine.standin_selftest PROGRAM standin/standin_selftest.exe PREFIX standin
+  ENV "WINEDLLOVERRIDES=ddraw=n")

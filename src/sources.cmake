@@ -6,6 +6,7 @@ set(ZORV_PURE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/frame/dx_result_table.cpp
   ${CMAKE_CURRENT_LIST_DIR}/misc/trig.cpp
   ${CMAKE_CURRENT_LIST_DIR}/misc/random.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/pacing.cpp
 )
 
 # Everything else of the plugin: exports, Win32 and DirectX work.
@@ -14,10 +15,15 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/frame/frame_exports.cpp
   ${CMAKE_CURRENT_LIST_DIR}/misc/misc_exports.cpp
   ${CMAKE_CURRENT_LIST_DIR}/display/device.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/display/display_pending.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/surface/surface_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/screen.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/update.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/display/window_hook.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/surface/surface_table.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/surface/surface_ops.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/surface/surface_d3d.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/chip_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_pending.cpp

@@ -1,7 +1,6 @@
 // Exports of colour codes, palettes and host images that are not built yet: each records its name and returns -255.
 #include "frame/frame.h"
 
-ZORV_NOT_SUPPORTED_EXPORT(ZorvCombine)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvFadePalette)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetColorCode)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetPointColor)

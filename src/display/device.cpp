@@ -233,9 +233,10 @@ ZORV_API ZorvGetDDcaps(HostVariable* var, int32_t choice, int32_t selector, int3
 }
 
 // A DirectDraw object that already exists is released before it is replaced, so that it is
-// not lost.
+// not lost. While a screen exists its surfaces belong to the object, so it is kept: -8.
 ZORV_API ZorvCreateDD(int32_t choice, int32_t, int32_t, int32_t) {
     EnterExport("ZorvCreateDD");
+    if (primarySurface != nullptr) return ERR_ALREADY_INITIALIZED;
     IDirectDraw7* created = nullptr;
     int32_t status = CreateDirectDrawFor(choice, &created);
     if (status != OK) return status;

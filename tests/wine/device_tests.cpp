@@ -118,7 +118,7 @@ TEST(Capabilities, SelectorsAndIndices) {
 }
 
 TEST(Initialize, ChecksInOrderThenOnlyOnce) {
-    host::Screen screen(640, 480);
+    host::Screen& screen = *wine_tests::hostScreen;
     screen.SetField(host::Screen::SCREEN_TYPE, 7);
     EXPECT_EQ(-9, plugin->Call("ZorvInitialize", screen.Arg(), 2, 0));
     screen.SetField(host::Screen::SCREEN_TYPE, 1);
@@ -129,7 +129,8 @@ TEST(Initialize, ChecksInOrderThenOnlyOnce) {
     EXPECT_EQ(-2, plugin->Call("ZorvInitialize", screen.Arg(), 2, 5));
     EXPECT_EQ("ZorvInitialize", LastCall());
 
-    EXPECT_EQ(0, plugin->Call("ZorvInitialize", screen.Arg(), 2, 0));
+    screen.SetField(host::Screen::SCREEN_TYPE, 2);
+    EXPECT_EQ(0, plugin->Call("ZorvInitialize", screen.Arg(), wine_tests::screenMode, wine_tests::renderMode));
     // Once initialised, every later call is refused first, whatever its arguments.
     EXPECT_EQ(-8, plugin->Call("ZorvInitialize", screen.Arg(), 2, 0));
     EXPECT_EQ(-8, plugin->Call("ZorvInitialize", 0, 9, 9));
@@ -139,4 +140,7 @@ TEST(CreateDD, PrimaryAndEmulationDevices) {
     EXPECT_EQ(0, plugin->Call("ZorvCreateDD", 0));
     EXPECT_EQ(0, plugin->Call("ZorvCreateDD", -1));  // replaces the first
     EXPECT_EQ("ZorvCreateDD", LastCall());
+    // Leave no object behind for the next tests: a table lets ZorvReleaseDD run to its end.
+    ASSERT_EQ(0, plugin->Call("ZorvInitializeSurface", 2));
+    EXPECT_EQ(0, plugin->Call("ZorvReleaseDD"));
 }

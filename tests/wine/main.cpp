@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "plugin_fixture.h"
@@ -9,6 +10,17 @@
 namespace wine_tests {
 host::Plugin* plugin = nullptr;
 std::string lastCallAtLoad;
+int32_t lastDxResultAtLoad = 0x5A5A5A5A;
+std::string lastDxTextAtLoad;
+host::Screen* hostScreen = nullptr;
+int32_t screenMode = 2;
+int32_t renderMode = 0;
+std::string pictureFolder;
+
+bool EnsureInitialized() {
+    int32_t status = plugin->Call("ZorvInitialize", hostScreen->Arg(), screenMode, renderMode);
+    return status == 0 || status == -8;
+}
 
 std::string ErrorText(int32_t selector) {
     host::Variable text = host::Variable::String(64);
@@ -23,15 +35,25 @@ int main(int argc, char** argv) {
     std::string file = "Zorv.hpi";
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--plugin=", 9) == 0) file = argv[i] + 9;
+        if (std::strncmp(argv[i], "--screen-mode=", 14) == 0) wine_tests::screenMode = std::atoi(argv[i] + 14);
+        if (std::strncmp(argv[i], "--render-mode=", 14) == 0) wine_tests::renderMode = std::atoi(argv[i] + 14);
+        if (std::strncmp(argv[i], "--pictures=", 11) == 0) wine_tests::pictureFolder = argv[i] + 11;
     }
     host::Plugin plugin(file);
     if (!plugin.Loaded()) {
         std::fprintf(stderr, "cannot load %s (error %lu)\n", file.c_str(), GetLastError());
         return 2;
     }
-    std::printf("plugin: %s\n", file.c_str());
+    std::printf("plugin: %s, screen mode %d, render mode %d\n", file.c_str(), wine_tests::screenMode,
+                wine_tests::renderMode);
+    host::Screen screen(640, 480);
+    wine_tests::hostScreen = &screen;
     wine_tests::plugin = &plugin;
     // Read before any test calls an export: ZorvGetError itself leaves the record alone.
     wine_tests::lastCallAtLoad = wine_tests::ErrorText(-1);
+    host::Variable dx = host::Variable::Int(1);
+    plugin.Call("ZorvGetError", dx.Arg(), -2);
+    wine_tests::lastDxResultAtLoad = dx.Ints()[0];
+    wine_tests::lastDxTextAtLoad = wine_tests::ErrorText(-3);
     return RUN_ALL_TESTS();
 }
