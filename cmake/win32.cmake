@@ -38,7 +38,7 @@ endfunction()
 
 # Everything but the tests that need a fresh process, on the release and the debug build.
 set(ZORV_MAIN_FILTER --gtest_filter=-NoDirectDraw.*:Initialize.*)
-zorv_wine_test(NAME wine.plugin PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi ${ZORV_MAIN_FILTER})
+zorv_wine_test(NAME wine.plugin PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi --pictures=. ${ZORV_MAIN_FILTER})
 zorv_wine_test(NAME wine.plugin_debug PROGRAM zorv_wine_tests.exe ARGS --plugin=ZorvD.hpi ${ZORV_MAIN_FILTER})
 # ZorvInitialize runs once per process: its checks get a process of their own.
 zorv_wine_test(NAME wine.initialize PROGRAM zorv_wine_tests.exe ARGS --plugin=Zorv.hpi --gtest_filter=Initialize.*)

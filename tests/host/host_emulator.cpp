@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstring>
+#include <map>
 
 namespace host {
 
@@ -24,11 +25,22 @@ bool IsHostOnlyDescriptorByte(size_t i) {
 
 const char WINDOW_CLASS[] = "ZorvHostWindow";
 
+// What the host's own window procedure has seen, by message number.
+std::map<UINT, int> hostMessages;
+
+// The host's window procedure: counts every message it receives. The screen-saver command
+// is answered here, so a test never starts one.
+LRESULT CALLBACK HostWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    ++hostMessages[message];
+    if (message == WM_SYSCOMMAND && (wParam & 0xFFF0) == SC_SCREENSAVE) return 0;
+    return DefWindowProcA(window, message, wParam, lParam);
+}
+
 void RegisterWindowClass() {
     static bool registered = false;
     if (registered) return;
     WNDCLASSA wc = {};
-    wc.lpfnWndProc = DefWindowProcA;
+    wc.lpfnWndProc = HostWindowProc;
     wc.hInstance = GetModuleHandleA(nullptr);
     wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
     wc.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
@@ -193,6 +205,35 @@ std::vector<std::string> Plugin::ExportNames() const {
 
 std::string Cp932ToUtf8(const char* text) { return Convert(text, 932, CP_UTF8); }
 std::string Utf8ToCp932(const char* text) { return Convert(text, CP_UTF8, 932); }
+
+int HostMessageCount(UINT message) { return hostMessages[message]; }
+
+WNDPROC HostWindowProcedure() { return HostWindowProc; }
+
+std::vector<uint32_t> CaptureScreen(HWND window, int x, int y, int width, int height) {
+    std::vector<uint32_t> pixels(static_cast<size_t>(width) * height, 0);
+    HDC screen = GetDC(window);
+    HDC memory = CreateCompatibleDC(screen);
+    BITMAPINFO info = {};
+    info.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+    info.bmiHeader.biWidth = width;
+    info.bmiHeader.biHeight = -height;  // top-down
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    info.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    HBITMAP dib = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ old = SelectObject(memory, dib);
+    BitBlt(memory, 0, 0, width, height, screen, x, y, SRCCOPY);
+    GdiFlush();
+    std::memcpy(pixels.data(), bits, pixels.size() * 4);
+    SelectObject(memory, old);
+    DeleteObject(dib);
+    DeleteDC(memory);
+    ReleaseDC(window, screen);
+    for (uint32_t& p : pixels) p &= 0x00FFFFFFu;
+    return pixels;
+}
 
 void PumpMessages() {
     MSG msg;

@@ -110,6 +110,15 @@ std::string Cp932ToUtf8(const char* text);
 // UTF-8 to Shift-JIS, through the platform's code page tables.
 std::string Utf8ToCp932(const char* text);
 
+// How many times the host's own window procedure received a message.
+int HostMessageCount(UINT message);
+// The host window's own procedure, as the window class registers it.
+WNDPROC HostWindowProcedure();
+
+// Pixels of a window's client area, or of the screen for a null window (0x00RRGGBB, rows
+// top-down), read back through GDI.
+std::vector<uint32_t> CaptureScreen(HWND window, int x, int y, int width, int height);
+
 // Pumps the thread's pending window messages.
 void PumpMessages();
 

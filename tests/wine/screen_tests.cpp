@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "plugin_state.h"
+#include "screen_fixture.h"
 
 using host::Variable;
 using wine_tests::LastCall;
@@ -12,47 +12,12 @@ using wine_tests::Pixels;
 using wine_tests::ReadPixels;
 using wine_tests::ReadState;
 
-namespace {
-
-constexpr int32_t SCREEN_CREATED = 65636;
-constexpr int32_t WIDTH = 640;
-constexpr int32_t HEIGHT = 480;
-
-int32_t LastDxResult() {
-    Variable v = Variable::Int(1);
-    plugin->Call("ZorvGetError", v.Arg(), -2);
-    return v.Ints()[0];
-}
-
-// Bits per pixel of the desktop: the windowed back buffer takes its format.
-int32_t DesktopBits() {
-    HDC dc = GetDC(nullptr);
-    int32_t bits = GetDeviceCaps(dc, BITSPIXEL);
-    ReleaseDC(nullptr, dc);
-    return bits;
-}
-
-// Each test starts from no DirectDraw object and ends by releasing everything.
-class Screen : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(wine_tests::EnsureInitialized());
-        ShowWindow(wine_tests::hostScreen->Window(), SW_SHOW);
-        ASSERT_EQ(0, plugin->Call("ZorvCreateDD", 0));
-        ASSERT_EQ(0, plugin->Call("ZorvInitializeSurface", 8));
-    }
-    void TearDown() override {
-        EXPECT_EQ(0, plugin->Call("ZorvReleaseDD"));
-        host::PumpMessages();
-    }
-    // A windowed screen; the 3D flag where the render mode gives the back buffer a device.
-    int32_t CreateScreen(int32_t flags = 0) {
-        return plugin->Call("ZorvCreatePrimarySurface", WIDTH, HEIGHT, DesktopBits(), flags);
-    }
-    static uint32_t White(uint32_t bits) { return bits >= 24 ? 0xFFFFFFu : bits == 16 ? 0xFFFFu : 0xFFu; }
-};
-
-}  // namespace
+using wine_tests::DesktopBits;
+using wine_tests::HEIGHT;
+using wine_tests::LastDxResult;
+using wine_tests::SCREEN_CREATED;
+using wine_tests::Screen;
+using wine_tests::WIDTH;
 
 TEST_F(Screen, CreationChecksComeInOrder) {
     // No table yet for a fresh DirectDraw object: release the one from SetUp to test -38.
