@@ -1,6 +1,9 @@
 // The host emulator's records and plugin loader.
 #include "host_emulator.h"
 
+#define STB_IMAGE_WRITE_IMPLEMENTATION
+#include <stb_image_write.h>
+
 #include <climits>
 #include <cstring>
 #include <map>
@@ -233,6 +236,27 @@ std::vector<uint32_t> CaptureScreen(HWND window, int x, int y, int width, int he
     ReleaseDC(window, screen);
     for (uint32_t& p : pixels) p &= 0x00FFFFFFu;
     return pixels;
+}
+
+bool SavePng(const char* path, const std::vector<uint32_t>& pixels, int width, int height) {
+    std::vector<uint8_t> rgb(pixels.size() * 3);
+    for (size_t i = 0; i < pixels.size(); ++i) {
+        rgb[i * 3] = static_cast<uint8_t>(pixels[i] >> 16);
+        rgb[i * 3 + 1] = static_cast<uint8_t>(pixels[i] >> 8);
+        rgb[i * 3 + 2] = static_cast<uint8_t>(pixels[i]);
+    }
+    int length = 0;
+    unsigned char* png = stbi_write_png_to_mem(rgb.data(), width * 3, width, height, 3, &length);
+    if (png == nullptr) return false;
+    HANDLE file = CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    bool ok = false;
+    if (file != INVALID_HANDLE_VALUE) {
+        DWORD written = 0;
+        ok = WriteFile(file, png, static_cast<DWORD>(length), &written, nullptr) && written == static_cast<DWORD>(length);
+        CloseHandle(file);
+    }
+    STBIW_FREE(png);
+    return ok;
 }
 
 void PumpMessages() {

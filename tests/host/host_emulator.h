@@ -119,6 +119,9 @@ WNDPROC HostWindowProcedure();
 // top-down), read back through GDI.
 std::vector<uint32_t> CaptureScreen(HWND window, int x, int y, int width, int height);
 
+// Writes 0x00RRGGBB pixels (rows top-down) as a PNG file.
+bool SavePng(const char* path, const std::vector<uint32_t>& pixels, int width, int height);
+
 // Pumps the thread's pending window messages.
 void PumpMessages();
 

@@ -1,8 +1,6 @@
 // Reading the plugin's state and surface pixels for the tests.
 #include "plugin_state.h"
 
-#define STB_IMAGE_WRITE_IMPLEMENTATION
-#include <stb_image_write.h>
 
 namespace wine_tests {
 
@@ -55,37 +53,17 @@ Pixels ReadPixels(IDirectDrawSurface7* surface) {
 }
 
 bool SavePng(const char* path, const Pixels& pixels) {
-    std::vector<uint8_t> rgb(static_cast<size_t>(pixels.width) * pixels.height * 3);
+    std::vector<uint32_t> rgb(pixels.values.size());
     for (size_t i = 0; i < pixels.values.size(); ++i) {
         uint32_t v = pixels.values[i];
-        uint8_t r, g, b;
         if (pixels.bits == 16) {
-            r = static_cast<uint8_t>(((v >> 11) & 31) * 255 / 31);
-            g = static_cast<uint8_t>(((v >> 5) & 63) * 255 / 63);
-            b = static_cast<uint8_t>((v & 31) * 255 / 31);
+            v = (((v >> 11) & 31) * 255 / 31) << 16 | (((v >> 5) & 63) * 255 / 63) << 8 | ((v & 31) * 255 / 31);
         } else if (pixels.bits == 8) {
-            r = g = b = static_cast<uint8_t>(v);
-        } else {
-            r = static_cast<uint8_t>(v >> 16);
-            g = static_cast<uint8_t>(v >> 8);
-            b = static_cast<uint8_t>(v);
+            v = v * 0x010101u;
         }
-        rgb[i * 3] = r;
-        rgb[i * 3 + 1] = g;
-        rgb[i * 3 + 2] = b;
+        rgb[i] = v & 0x00FFFFFFu;
     }
-    int length = 0;
-    unsigned char* png = stbi_write_png_to_mem(rgb.data(), pixels.width * 3, pixels.width, pixels.height, 3, &length);
-    if (png == nullptr) return false;
-    HANDLE file = CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    bool ok = false;
-    if (file != INVALID_HANDLE_VALUE) {
-        DWORD written = 0;
-        ok = WriteFile(file, png, static_cast<DWORD>(length), &written, nullptr) && written == static_cast<DWORD>(length);
-        CloseHandle(file);
-    }
-    STBIW_FREE(png);
-    return ok;
+    return host::SavePng(path, rgb, pixels.width, pixels.height);
 }
 
 }  // namespace wine_tests

@@ -132,13 +132,7 @@ TEST_F(Screen, PresentReachesTheWindowWhereverItIs) {
     }
     EXPECT_GT(white, 10) << "the frame-rate text";
     if (!wine_tests::pictureFolder.empty()) {
-        Pixels picture;
-        picture.width = WIDTH;
-        picture.height = HEIGHT;
-        picture.bits = 32;
-        picture.values = shot;
-        picture.ok = true;
-        wine_tests::SavePng((wine_tests::pictureFolder + "\\window_after_update.png").c_str(), picture);
+        host::SavePng((wine_tests::pictureFolder + "\\window_after_update.png").c_str(), shot, WIDTH, HEIGHT);
     }
 
     SetRateDisplay("ZorvShowFrameRate", 0, 0, 0);
