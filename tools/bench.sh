@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds and runs the benchmarks: the native ones (Google Benchmark) and the screen
+# benchmark under Wine. Prints numbers; asserts nothing.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+bash tools/install.sh
+cmake -S . -B build/native -G Ninja -DCMAKE_BUILD_TYPE=Release
+cmake --build build/native
+echo "== native =="
+build/native/bench/zorv_bench
+echo "== screen under Wine =="
+tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600
