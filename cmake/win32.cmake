@@ -50,6 +50,12 @@ foreach(mode 1 2 3)
 endforeach()
 zorv_wine_test(NAME wine.screen_depth16 PROGRAM zorv_wine_tests.exe DEPTH 16 PREFIX alt
   ARGS --plugin=Zorv.hpi --render-mode=2 --gtest_filter=Screen.*)
+# An 8-bit palettised desktop: the screen gets its palette.
+zorv_wine_test(NAME wine.screen_depth8 PROGRAM zorv_wine_tests.exe DEPTH 8 PREFIX alt
+  ARGS --plugin=Zorv.hpi --render-mode=2 --gtest_filter=Screen.*)
+# Screen mode 1 on a desktop already at the requested depth: nothing to switch.
+zorv_wine_test(NAME wine.screen_mode1 PROGRAM zorv_wine_tests.exe PREFIX alt
+  ARGS --plugin=Zorv.hpi --screen-mode=1 --render-mode=1 --gtest_filter=Screen.*)
 # ddraw.dll switched off: the plugin must still load and answer.
 zorv_wine_test(NAME wine.no_ddraw PROGRAM zorv_wine_tests.exe
   ARGS --plugin=Zorv.hpi --no-ddraw --gtest_filter=NoDirectDraw.*

@@ -72,7 +72,8 @@ TEST_F(Screen, BackBufferIsRecordZeroAndCurrent) {
     EXPECT_EQ(static_cast<uint32_t>(DesktopBits() == 24 ? 32 : DesktopBits()), back.BitCount());
     EXPECT_EQ(0, back.TransparentOn());
     EXPECT_EQ(0u, back.TransparentCode());  // black
-    EXPECT_EQ(White(back.BitCount()), back.WhiteCode());
+    EXPECT_EQ(White(back.BitCount()), back.WhiteCode());  // on 8 bits: the static white, 255
+    EXPECT_NE(back.WhiteCode(), back.TransparentCode());
     EXPECT_EQ(256, back.RenderColor(0));
     EXPECT_EQ(256, back.RenderColor(2));
     EXPECT_EQ(8, back.AlphaShift());

@@ -64,7 +64,13 @@ POINT ClientOrigin() {
 
 }  // namespace
 
+// Colour codes of an 8-bit screen are palette indices that depend on the realised palette;
+// the tests below pick their colours as packed RGB codes.
+#define SKIP_ON_PALETTE_SCREEN()                                                          \
+    if (DesktopBits() == 8) GTEST_SKIP() << "an 8-bit screen's codes are palette indices"
+
 TEST_F(Screen, UpdateResultsAndRateTextOnTheBackBuffer) {
+    SKIP_ON_PALETTE_SCREEN();
     EXPECT_EQ(-28, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
     EXPECT_EQ("ZorvUpdateScreen", wine_tests::LastCall());
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
@@ -112,6 +118,7 @@ TEST_F(Screen, UpdateResultsAndRateTextOnTheBackBuffer) {
 }
 
 TEST_F(Screen, PresentReachesTheWindowWhereverItIs) {
+    SKIP_ON_PALETTE_SCREEN();
     HWND window = wine_tests::hostScreen->Window();
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
     uint32_t bits = ReadState().At(0).BitCount();
