@@ -322,3 +322,17 @@ TEST_F(Screen, ExitReleasesEverythingAndNamesReleaseDD) {
     EXPECT_EQ(-8, plugin->Call("ZorvInitialize", wine_tests::hostScreen->Arg(), 2, 0));
     ASSERT_EQ(0, plugin->Call("ZorvInitializeSurface", 2));  // for TearDown's release
 }
+
+TEST_F(Screen, TextureAndManagedFlags) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    // 0x020: a texture instead of an off-screen plain surface.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 64, 64, 0x020));
+    wine_tests::Record texture = ReadState().At(1);
+    EXPECT_TRUE(texture.DescCaps() & DDSCAPS_TEXTURE);
+    EXPECT_FALSE(texture.DescCaps() & DDSCAPS_OFFSCREENPLAIN);
+    // 0x400: managed by Direct3D; the memory bits are then not looked at.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 2, 64, 64, 0x400 | 0x020 | 0x004));
+    DDSCAPS2 caps = {};
+    ReadState().At(2).Surface()->GetCaps(&caps);
+    EXPECT_TRUE(caps.dwCaps2 & DDSCAPS2_TEXTUREMANAGE);
+}
