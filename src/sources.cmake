@@ -21,12 +21,13 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_table.cpp
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_ops.cpp
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_d3d.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/chip_table.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/chip_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_state.cpp
 )
 
 # The plugin's texts are UTF-8 in the sources and Shift-JIS (code page 932) in the binary.

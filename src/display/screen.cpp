@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "chip/chip.h"
 #include "display/display.h"
 #include "surface/surface.h"
 
@@ -408,6 +409,7 @@ ZORV_API ZorvExit(int32_t, int32_t, int32_t, int32_t) {
     EnterExport("ZorvExit");
     int32_t status = ZorvReleaseDD(0, 0, 0, 0);
     if (status != OK) return status;
+    ReleaseChipTable();
     BOOL scratch = FALSE;
     SystemParametersInfoA(SPI_SETSCREENSAVERRUNNING, static_cast<UINT>(savedScreenSaverRunning), &scratch, 0);
     return OK;

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 #include <ddraw.h>
+#include <d3d.h>
 
 #include <cstdint>
 #include <cstring>
@@ -43,6 +44,9 @@ struct Record {
     RECT DrawArea() const { return RECT{At<LONG>(240), At<LONG>(244), At<LONG>(248), At<LONG>(252)}; }
     POINT Position() const { return POINT{At<LONG>(256), At<LONG>(260)}; }
     uint32_t WhiteCode() const { return At<uint32_t>(264); }
+    int32_t AlphaBlendOn() const { return At<int32_t>(272); }
+    int32_t SrcBlend() const { return At<int32_t>(276); }
+    int32_t DestBlend() const { return At<int32_t>(280); }
     uint32_t Caps() const { return At<uint32_t>(284); }
     uintptr_t ZBuffer() const { return At<uintptr_t>(288); }
 };

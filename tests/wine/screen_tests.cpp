@@ -336,3 +336,84 @@ TEST_F(Screen, TextureAndManagedFlags) {
     ReadState().At(2).Surface()->GetCaps(&caps);
     EXPECT_TRUE(caps.dwCaps2 & DDSCAPS2_TEXTUREMANAGE);
 }
+
+TEST_F(Screen, ChipTableChecks) {
+    EXPECT_EQ(-2, plugin->Call("ZorvCreateChip", 0, 8, 8));  // no table yet in this process
+    EXPECT_EQ(-2, plugin->Call("ZorvInitializeChip", 0));
+    ASSERT_EQ(0, plugin->Call("ZorvInitializeChip", 4));
+    EXPECT_EQ(-76, plugin->Call("ZorvCreateChip", 0, 8, 8));  // no surface is current yet
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    EXPECT_EQ(-2, plugin->Call("ZorvCreateChip", 4, 8, 8));
+    EXPECT_EQ(-2, plugin->Call("ZorvCreateChip", -1, 8, 8));
+    EXPECT_EQ(-2, plugin->Call("ZorvCreateChip", 0, 0, 8));
+    EXPECT_EQ(-2, plugin->Call("ZorvCreateChip", 0, 8, 0));
+    EXPECT_EQ(0, plugin->Call("ZorvCreateChip", 3, 32, 32));
+    EXPECT_EQ(0, plugin->Call("ZorvSetChipOffset", 3, -100, 100));
+    EXPECT_EQ(-2, plugin->Call("ZorvSetChipOffset", 4, 0, 0));
+    Variable area = Variable::Int(4);
+    EXPECT_EQ(0, plugin->Call("ZorvSetChipHitArea", area.Arg(), 3));
+    EXPECT_EQ(-2, plugin->Call("ZorvSetChipHitArea", area.Arg(), 4));
+    // An array too short for the four values is refused rather than read past its end.
+    Variable shortArea = Variable::Int(2);
+    EXPECT_EQ(-71, plugin->Call("ZorvSetChipHitArea", shortArea.Arg(), 3));
+    EXPECT_EQ("ZorvSetChipHitArea", LastCall());
+}
+
+TEST_F(Screen, Direct3DStateOfTheCurrentSurface) {
+    Variable text = Variable::String(2);
+    EXPECT_EQ(-1, plugin->Call("ZorvGetD3Dcaps", text.Arg(), 0, 0));  // before anything else
+    Variable v = Variable::Int(1);
+    EXPECT_EQ(-76, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 0, 0));
+    EXPECT_EQ(-2, plugin->Call("ZorvSetRenderColor", 256 * 256, 0, 0, 1));
+    EXPECT_EQ(-2, plugin->Call("ZorvSetRenderColor", 256, 0, 0, 2));
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+
+    // The back buffer has no device here (the screen was made without the 3D flag).
+    const bool software = wine_tests::renderMode == 2;
+    EXPECT_EQ(-40, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 0, 0));
+    EXPECT_EQ(software ? 0 : -40, plugin->Call("ZorvSetTextureStageState", 0, 1, 4));
+    EXPECT_EQ(software ? 0 : -40, plugin->Call("ZorvSetRenderState", 8, 2, 0, 0));
+    // Alpha blending is remembered in every render mode, before the device is asked.
+    plugin->Call("ZorvSetRenderState", 27, 0, 0, 0);
+    EXPECT_EQ(0, ReadState().At(0).AlphaBlendOn());
+    plugin->Call("ZorvSetRenderState", 27, 1, 0, 0);
+    EXPECT_EQ(1, ReadState().At(0).AlphaBlendOn());
+    if (software) {
+        EXPECT_EQ(0, plugin->Call("ZorvSetRenderState", 19, 5, 20, 6));
+        EXPECT_EQ(5, ReadState().At(0).SrcBlend());
+        EXPECT_EQ(6, ReadState().At(0).DestBlend());
+    }
+
+    // Render colour: 255 -> 256, 0 -> 0, 128 -> 129; the software mode keeps nothing.
+    EXPECT_EQ(0, plugin->Call("ZorvSetRenderColor", 255, 0, 128, 1));
+    wine_tests::Record back = ReadState().At(0);
+    if (software) {
+        EXPECT_EQ(0, back.RenderColorOn());
+        EXPECT_EQ(256, back.RenderColor(0));
+    } else {
+        EXPECT_EQ(1, back.RenderColorOn());
+        EXPECT_EQ(256, back.RenderColor(0));
+        EXPECT_EQ(0, back.RenderColor(1));
+        EXPECT_EQ(129, back.RenderColor(2));
+        EXPECT_EQ(0, plugin->Call("ZorvSetRenderColor", 65535, 1, 1, 0));
+        EXPECT_EQ(0, ReadState().At(0).RenderColorOn());
+        EXPECT_EQ(129, ReadState().At(0).RenderColor(2));  // switched off: factors kept
+    }
+
+    if (wine_tests::renderMode == 1 || wine_tests::renderMode == 3) {
+        ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 64, 64, 0x008));
+        ASSERT_EQ(0, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 24, 0));
+        // Mode 1 gets Wine's T&L HAL device (3). Wine describes every device class with the
+        // T&L HAL's description, so the RGB device of mode 3 reports 3 as well there.
+        EXPECT_EQ(3, v.Ints()[0]);
+        v.Ints()[0] = 0x5A5A5A5A;
+        EXPECT_EQ(-2, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 32, 0));
+        EXPECT_EQ(-2, plugin->Call("ZorvGetD3Dcaps", v.Arg(), -1, 0));
+        EXPECT_EQ(-2, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 1, 14));
+        EXPECT_EQ(0x5A5A5A5A, v.Ints()[0]);
+        EXPECT_EQ(0, plugin->Call("ZorvGetD3Dcaps", v.Arg(), 1, 0));
+        EXPECT_EQ(static_cast<int32_t>(sizeof(D3DPRIMCAPS)), v.Ints()[0]);
+        EXPECT_EQ(0, plugin->Call("ZorvSetRenderState", 27, 0, 19, 2));
+        EXPECT_EQ(0, plugin->Call("ZorvSetTextureStageState", 0, 16, 2));
+    }
+}
