@@ -1,17 +1,15 @@
 // The stand-in's DirectDraw object (IDirectDraw7). Every method records itself in the call
-// log and may be failed by a rule; the methods a program needs to choose a device and a
-// display mode answer from the configured world, the others return DDERR_UNSUPPORTED.
+// log and may be failed by a rule. Device and display-mode choice answer from the configured
+// world; surfaces, clippers, palettes and the Direct3D interface are made here; the other
+// methods return DDERR_UNSUPPORTED.
 #include <cstring>
 #include <new>
 
-#include "standin_private.h"
+#include "standin_surface.h"
 
 namespace standin {
 
 namespace {
-
-// Log names of the methods, also the names failure rules match.
-#define DD7 "IDirectDraw7::"
 
 constexpr DWORD MODE_ENUM_FLAGS = DDEDM_REFRESHRATES | DDEDM_STANDARDVGAMODES;
 
@@ -20,6 +18,24 @@ std::string ReadDescText(const char* name, const DDSURFACEDESC2* desc) {
     if (desc == nullptr) return Format("%s=NULL", name);
     return Format("%s.dwSize=%lu, %s.dwFlags=%s", name, static_cast<unsigned long>(desc->dwSize), name,
                   Hex(desc->dwFlags).c_str());
+}
+
+// What CreateSurface logs of a description: its flags, caps, size, back-buffer count, and the
+// pixel format when one is given.
+std::string CreateDescText(const DDSURFACEDESC2* desc) {
+    if (desc == nullptr) return "desc=NULL";
+    std::string text = ReadDescText("desc", desc);
+    text += ", caps=" + Hex(desc->ddsCaps.dwCaps) + ", caps2=" + Hex(desc->ddsCaps.dwCaps2);
+    text += Format(", width=%lu, height=%lu, backBuffers=%lu", static_cast<unsigned long>(desc->dwWidth),
+                   static_cast<unsigned long>(desc->dwHeight), static_cast<unsigned long>(desc->dwBackBufferCount));
+    if (desc->dwFlags & DDSD_PIXELFORMAT) {
+        const DDPIXELFORMAT& f = desc->ddpfPixelFormat;
+        text += ", format.dwFlags=" + Hex(f.dwFlags) + Format(", format.bits=%lu", static_cast<unsigned long>(f.dwRGBBitCount));
+        text += Format(", format.masks=%lX/%lX/%lX/%lX", static_cast<unsigned long>(f.dwRBitMask),
+                       static_cast<unsigned long>(f.dwGBitMask), static_cast<unsigned long>(f.dwBBitMask),
+                       static_cast<unsigned long>(f.dwRGBAlphaBitMask));
+    }
+    return text;
 }
 
 // GetCaps' fill rule: DWORD i holds base + i, DWORD 0 (dwSize) stays 380.
@@ -43,49 +59,58 @@ bool Matches(const DDSURFACEDESC2* filter, const DDSURFACEDESC2& mode) {
 }
 
 // final: Release deletes through the concrete type, and no destructor joins the vtable.
-class DirectDraw7 final : public IDirectDraw7 {
+class DirectDraw7 final : public IDirectDraw7, public Counted {
 public:
-    explicit DirectDraw7(int device) : device_(device) { ObjectMade(); }
+    explicit DirectDraw7(int device) : Counted(Kind::DirectDraw, "IDirectDraw7"), device_(device) {
+        Register(static_cast<IDirectDraw7*>(this));
+    }
+
+    // ---- For the objects it makes ----
+    Counted* primary = nullptr;    // its primary surface while there is one
+    Counted* direct3D = nullptr;   // its IDirect3D7 while there is one
 
     // ---- IUnknown ----
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
         std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
         HRESULT hr;
-        if (!Injected(DD7 "QueryInterface", &hr)) {
+        if (!Fail("QueryInterface", &hr)) {
             if (out == nullptr) {
                 hr = E_POINTER;
             } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirectDraw7)) {
-                InterlockedIncrement(&refs_);
+                Hold();
                 *out = static_cast<IDirectDraw7*>(this);
                 hr = S_OK;
+            } else if (IsEqualGUID(iid, IID_IDirect3D7)) {
+                // One Direct3D object per DirectDraw object, as long as somebody holds it.
+                hr = S_OK;
+                if (direct3D != nullptr) {
+                    direct3D->Hold();
+                    *out = const_cast<void*>(direct3D->Iface());
+                } else {
+                    IDirect3D7* made = NewDirect3D(this);
+                    *out = made;
+                    if (made == nullptr) hr = E_OUTOFMEMORY;
+                    direct3D = FindObject(made, Kind::Direct3D);
+                }
             } else {
                 *out = nullptr;
                 hr = E_NOINTERFACE;
             }
         }
-        return Finish(DD7 "QueryInterface", args, hr);
+        return Done("QueryInterface", args, hr);
     }
 
-    ULONG STDMETHODCALLTYPE AddRef() override {
-        return FinishCount(DD7 "AddRef", static_cast<ULONG>(InterlockedIncrement(&refs_)));
-    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
 
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG count = static_cast<ULONG>(InterlockedDecrement(&refs_));
-        if (count == 0) {
-            ObjectGone();
-            delete this;
-        }
-        return FinishCount(DD7 "Release", count);
-    }
+    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirectDraw7: what device and display-mode choice needs ----
 
     HRESULT STDMETHODCALLTYPE GetCaps(LPDDCAPS driver, LPDDCAPS hel) override {
         std::string args = SizedText("driver", driver) + ", " + SizedText("hel", hel);
         HRESULT hr;
-        if (!Injected(DD7 "GetCaps", &hr)) {
+        if (!Fail("GetCaps", &hr)) {
             if ((driver == nullptr && hel == nullptr) || (driver != nullptr && driver->dwSize != sizeof(DDCAPS)) ||
                 (hel != nullptr && hel->dwSize != sizeof(DDCAPS))) {
                 hr = DDERR_INVALIDPARAMS;
@@ -95,7 +120,7 @@ public:
                 hr = DD_OK;
             }
         }
-        return Finish(DD7 "GetCaps", args, hr);
+        return Done("GetCaps", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE EnumDisplayModes(DWORD flags, LPDDSURFACEDESC2 desc, LPVOID context,
@@ -103,14 +128,14 @@ public:
         std::string args = "flags=" + Hex(flags) + ", " + ReadDescText("desc", desc) + ", context=" +
                            Pointer(context) + ", callback=" + FunctionPointer(callback);
         HRESULT hr;
-        if (!Injected(DD7 "EnumDisplayModes", &hr)) hr = EnumModes(flags, desc, context, callback);
-        return Finish(DD7 "EnumDisplayModes", args, hr);
+        if (!Fail("EnumDisplayModes", &hr)) hr = EnumModes(flags, desc, context, callback);
+        return Done("EnumDisplayModes", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE GetDisplayMode(LPDDSURFACEDESC2 desc) override {
         std::string args = SizedText("desc", desc);
         HRESULT hr;
-        if (!Injected(DD7 "GetDisplayMode", &hr)) {
+        if (!Fail("GetDisplayMode", &hr)) {
             if (desc == nullptr || desc->dwSize != sizeof(DDSURFACEDESC2)) {
                 hr = DDERR_INVALIDPARAMS;
             } else {
@@ -118,13 +143,13 @@ public:
                 hr = DD_OK;
             }
         }
-        return Finish(DD7 "GetDisplayMode", args, hr);
+        return Done("GetDisplayMode", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE SetCooperativeLevel(HWND window, DWORD flags) override {
         std::string args = "hwnd=" + Pointer(window) + ", flags=" + Hex(flags);
         HRESULT hr;
-        if (!Injected(DD7 "SetCooperativeLevel", &hr)) {
+        if (!Fail("SetCooperativeLevel", &hr)) {
             bool exclusive = (flags & DDSCL_EXCLUSIVE) != 0;
             if (flags == 0 || (exclusive && ((flags & DDSCL_FULLSCREEN) == 0 || window == nullptr)) ||
                 (exclusive && (flags & DDSCL_NORMAL))) {
@@ -135,7 +160,7 @@ public:
                 hr = DD_OK;
             }
         }
-        return Finish(DD7 "SetCooperativeLevel", args, hr);
+        return Done("SetCooperativeLevel", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE SetDisplayMode(DWORD width, DWORD height, DWORD bpp, DWORD refresh, DWORD flags) override {
@@ -143,7 +168,7 @@ public:
                                   static_cast<unsigned long>(height), static_cast<unsigned long>(bpp),
                                   static_cast<unsigned long>(refresh), Hex(flags).c_str());
         HRESULT hr;
-        if (!Injected(DD7 "SetDisplayMode", &hr)) {
+        if (!Fail("SetDisplayMode", &hr)) {
             hr = DDERR_INVALIDMODE;
             if ((flags & ~static_cast<DWORD>(DDSDM_STANDARDVGAMODE)) != 0) {
                 hr = DDERR_INVALIDPARAMS;
@@ -160,114 +185,153 @@ public:
                 }
             }
         }
-        return Finish(DD7 "SetDisplayMode", args, hr);
+        return Done("SetDisplayMode", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE RestoreDisplayMode() override {
         HRESULT hr;
-        if (!Injected(DD7 "RestoreDisplayMode", &hr)) {
+        if (!Fail("RestoreDisplayMode", &hr)) {
             SetCurrentMode(DesktopMode());
             hr = DD_OK;
         }
-        return Finish(DD7 "RestoreDisplayMode", "", hr);
+        return Done("RestoreDisplayMode", "", hr);
     }
 
-    // ---- IDirectDraw7: not yet modelled; recorded, DDERR_UNSUPPORTED ----
+    // ---- IDirectDraw7: surfaces, clippers, palettes ----
 
-    HRESULT STDMETHODCALLTYPE Compact() override { return Unsupported(DD7 "Compact", ""); }
+    HRESULT STDMETHODCALLTYPE CreateSurface(LPDDSURFACEDESC2 desc, LPDIRECTDRAWSURFACE7* out, IUnknown* outer) override {
+        std::string args = CreateDescText(desc) + ", out=" + Pointer(out) + ", outer=" + Pointer(outer);
+        HRESULT hr;
+        if (!Fail("CreateSurface", &hr)) {
+            if (out != nullptr) *out = nullptr;
+            if (desc == nullptr || desc->dwSize != sizeof(DDSURFACEDESC2) || out == nullptr) {
+                hr = DDERR_INVALIDPARAMS;
+            } else if (outer != nullptr) {
+                hr = CLASS_E_NOAGGREGATION;
+            } else {
+                SurfaceRequest request = {this, cooperativeFlags_, primary != nullptr};
+                Counted* madePrimary = nullptr;
+                hr = CreateSurfaces(request, *desc, out, &madePrimary);
+                if (madePrimary != nullptr) primary = madePrimary;
+            }
+        }
+        return Done("CreateSurface", args, hr);
+    }
 
     HRESULT STDMETHODCALLTYPE CreateClipper(DWORD flags, LPDIRECTDRAWCLIPPER* out, IUnknown* outer) override {
-        return Unsupported(DD7 "CreateClipper", "flags=" + Hex(flags) + ", out=" + Pointer(out) + ", outer=" + Pointer(outer));
+        std::string args = "flags=" + Hex(flags) + ", out=" + Pointer(out) + ", outer=" + Pointer(outer);
+        HRESULT hr;
+        if (!Fail("CreateClipper", &hr)) {
+            if (out != nullptr) *out = nullptr;
+            if (out == nullptr || flags != 0) {
+                hr = DDERR_INVALIDPARAMS;
+            } else if (outer != nullptr) {
+                hr = CLASS_E_NOAGGREGATION;
+            } else {
+                *out = NewClipper();
+                hr = *out != nullptr ? DD_OK : DDERR_OUTOFMEMORY;
+            }
+        }
+        return Done("CreateClipper", args, hr);
     }
 
     HRESULT STDMETHODCALLTYPE CreatePalette(DWORD flags, LPPALETTEENTRY entries, LPDIRECTDRAWPALETTE* out,
                                             IUnknown* outer) override {
-        return Unsupported(DD7 "CreatePalette", "flags=" + Hex(flags) + ", entries=" + Pointer(entries) +
-                                                    ", out=" + Pointer(out) + ", outer=" + Pointer(outer));
+        std::string args = "flags=" + Hex(flags) + ", entries=" + Pointer(entries) + ", out=" + Pointer(out) +
+                           ", outer=" + Pointer(outer);
+        HRESULT hr;
+        if (!Fail("CreatePalette", &hr)) {
+            if (out != nullptr) *out = nullptr;
+            const DWORD sizes = DDPCAPS_1BIT | DDPCAPS_2BIT | DDPCAPS_4BIT | DDPCAPS_8BIT;
+            const DWORD size = flags & sizes;
+            if (out == nullptr || entries == nullptr || (size & (size - 1)) != 0 || size == 0) {
+                hr = DDERR_INVALIDPARAMS;  // exactly one size
+            } else if (outer != nullptr) {
+                hr = CLASS_E_NOAGGREGATION;
+            } else if (cooperativeFlags_ == 0) {
+                hr = DDERR_NOCOOPERATIVELEVELSET;
+            } else {
+                *out = NewPalette(this, flags, entries);
+                hr = *out != nullptr ? DD_OK : DDERR_OUTOFMEMORY;
+            }
+        }
+        return Done("CreatePalette", args, hr);
     }
 
-    HRESULT STDMETHODCALLTYPE CreateSurface(LPDDSURFACEDESC2 desc, LPDIRECTDRAWSURFACE7* out, IUnknown* outer) override {
-        return Unsupported(DD7 "CreateSurface",
-                           ReadDescText("desc", desc) + ", out=" + Pointer(out) + ", outer=" + Pointer(outer));
-    }
+    // ---- IDirectDraw7: not modelled; recorded, DDERR_UNSUPPORTED ----
+
+    HRESULT STDMETHODCALLTYPE Compact() override { return Unsupported("Compact", ""); }
 
     HRESULT STDMETHODCALLTYPE DuplicateSurface(LPDIRECTDRAWSURFACE7 surface, LPDIRECTDRAWSURFACE7* out) override {
-        return Unsupported(DD7 "DuplicateSurface", "surface=" + Pointer(surface) + ", out=" + Pointer(out));
+        return Unsupported("DuplicateSurface", "surface=" + Pointer(surface) + ", out=" + Pointer(out));
     }
 
     HRESULT STDMETHODCALLTYPE EnumSurfaces(DWORD flags, LPDDSURFACEDESC2 desc, LPVOID context,
                                            LPDDENUMSURFACESCALLBACK7 callback) override {
-        return Unsupported(DD7 "EnumSurfaces", "flags=" + Hex(flags) + ", " + ReadDescText("desc", desc) +
+        return Unsupported("EnumSurfaces", "flags=" + Hex(flags) + ", " + ReadDescText("desc", desc) +
                                                    ", context=" + Pointer(context) + ", callback=" + FunctionPointer(callback));
     }
 
-    HRESULT STDMETHODCALLTYPE FlipToGDISurface() override { return Unsupported(DD7 "FlipToGDISurface", ""); }
+    HRESULT STDMETHODCALLTYPE FlipToGDISurface() override { return Unsupported("FlipToGDISurface", ""); }
 
     HRESULT STDMETHODCALLTYPE GetFourCCCodes(LPDWORD count, LPDWORD codes) override {
-        return Unsupported(DD7 "GetFourCCCodes", "count=" + Pointer(count) + ", codes=" + Pointer(codes));
+        return Unsupported("GetFourCCCodes", "count=" + Pointer(count) + ", codes=" + Pointer(codes));
     }
 
     HRESULT STDMETHODCALLTYPE GetGDISurface(LPDIRECTDRAWSURFACE7* out) override {
-        return Unsupported(DD7 "GetGDISurface", "out=" + Pointer(out));
+        return Unsupported("GetGDISurface", "out=" + Pointer(out));
     }
 
     HRESULT STDMETHODCALLTYPE GetMonitorFrequency(LPDWORD frequency) override {
-        return Unsupported(DD7 "GetMonitorFrequency", "frequency=" + Pointer(frequency));
+        return Unsupported("GetMonitorFrequency", "frequency=" + Pointer(frequency));
     }
 
     HRESULT STDMETHODCALLTYPE GetScanLine(LPDWORD line) override {
-        return Unsupported(DD7 "GetScanLine", "line=" + Pointer(line));
+        return Unsupported("GetScanLine", "line=" + Pointer(line));
     }
 
     HRESULT STDMETHODCALLTYPE GetVerticalBlankStatus(WINBOOL* inBlank) override {
-        return Unsupported(DD7 "GetVerticalBlankStatus", "inBlank=" + Pointer(inBlank));
+        return Unsupported("GetVerticalBlankStatus", "inBlank=" + Pointer(inBlank));
     }
 
     HRESULT STDMETHODCALLTYPE Initialize(GUID* guid) override {
-        return Unsupported(DD7 "Initialize", "guid=" + DeviceGuidText(guid));
+        return Unsupported("Initialize", "guid=" + DeviceGuidText(guid));
     }
 
     HRESULT STDMETHODCALLTYPE WaitForVerticalBlank(DWORD flags, HANDLE event) override {
-        return Unsupported(DD7 "WaitForVerticalBlank", "flags=" + Hex(flags) + ", event=" + Pointer(event));
+        return Unsupported("WaitForVerticalBlank", "flags=" + Hex(flags) + ", event=" + Pointer(event));
     }
 
     HRESULT STDMETHODCALLTYPE GetAvailableVidMem(LPDDSCAPS2 caps, LPDWORD total, LPDWORD free) override {
         std::string capsText = caps == nullptr ? std::string("caps=NULL") : "caps.dwCaps=" + Hex(caps->dwCaps);
-        return Unsupported(DD7 "GetAvailableVidMem", capsText + ", total=" + Pointer(total) + ", free=" + Pointer(free));
+        return Unsupported("GetAvailableVidMem", capsText + ", total=" + Pointer(total) + ", free=" + Pointer(free));
     }
 
     HRESULT STDMETHODCALLTYPE GetSurfaceFromDC(HDC dc, LPDIRECTDRAWSURFACE7* out) override {
-        return Unsupported(DD7 "GetSurfaceFromDC", "hdc=" + Pointer(dc) + ", out=" + Pointer(out));
+        return Unsupported("GetSurfaceFromDC", "hdc=" + Pointer(dc) + ", out=" + Pointer(out));
     }
 
-    HRESULT STDMETHODCALLTYPE RestoreAllSurfaces() override { return Unsupported(DD7 "RestoreAllSurfaces", ""); }
+    HRESULT STDMETHODCALLTYPE RestoreAllSurfaces() override { return Unsupported("RestoreAllSurfaces", ""); }
 
-    HRESULT STDMETHODCALLTYPE TestCooperativeLevel() override { return Unsupported(DD7 "TestCooperativeLevel", ""); }
+    HRESULT STDMETHODCALLTYPE TestCooperativeLevel() override { return Unsupported("TestCooperativeLevel", ""); }
 
     HRESULT STDMETHODCALLTYPE GetDeviceIdentifier(LPDDDEVICEIDENTIFIER2 identifier, DWORD flags) override {
-        return Unsupported(DD7 "GetDeviceIdentifier", "identifier=" + Pointer(identifier) + ", flags=" + Hex(flags));
+        return Unsupported("GetDeviceIdentifier", "identifier=" + Pointer(identifier) + ", flags=" + Hex(flags));
     }
 
     HRESULT STDMETHODCALLTYPE StartModeTest(LPSIZE modes, DWORD count, DWORD flags) override {
-        return Unsupported(DD7 "StartModeTest", "modes=" + Pointer(modes) +
+        return Unsupported("StartModeTest", "modes=" + Pointer(modes) +
                                                     Format(", count=%lu", static_cast<unsigned long>(count)) +
                                                     ", flags=" + Hex(flags));
     }
 
     HRESULT STDMETHODCALLTYPE EvaluateMode(DWORD flags, DWORD* timeout) override {
-        return Unsupported(DD7 "EvaluateMode", "flags=" + Hex(flags) + ", timeout=" + Pointer(timeout));
+        return Unsupported("EvaluateMode", "flags=" + Hex(flags) + ", timeout=" + Pointer(timeout));
     }
 
 private:
-    // Only Release deletes the object.
-    ~DirectDraw7() = default;
-
-    // A method not modelled yet: a rule may still choose its result.
-    static HRESULT Unsupported(const char* call, const std::string& args) {
-        HRESULT hr;
-        if (!Injected(call, &hr)) hr = DDERR_UNSUPPORTED;
-        return Finish(call, args, hr);
-    }
+    // Only Release (or the last internal reference) deletes the object.
+    ~DirectDraw7() override = default;
 
     // Reports the configured modes that pass the filter, until the callback cancels.
     static HRESULT EnumModes(DWORD flags, const DDSURFACEDESC2* filter, LPVOID context,
@@ -295,16 +359,30 @@ private:
         return DD_OK;
     }
 
-    LONG refs_ = 1;
     int device_;                 // index of the configured device the object was made for
     HWND window_ = nullptr;      // last SetCooperativeLevel window and flags
     DWORD cooperativeFlags_ = 0;
 };
 
-#undef DD7
-
 }  // namespace
 
 IDirectDraw7* NewDirectDraw7(int device) { return new (std::nothrow) DirectDraw7(device); }
+
+int DirectDrawPrimaryPalette(Counted* directDraw, PALETTEENTRY* entries) {
+    Counted* primary = static_cast<DirectDraw7*>(directDraw)->primary;
+    if (primary == nullptr) return 0;
+    Counted* palette = static_cast<Surface*>(primary)->Palette();
+    return palette != nullptr ? PaletteEntries(palette, entries) : 0;
+}
+
+void DirectDrawForgetPrimary(Counted* directDraw, Counted* surface) {
+    DirectDraw7* dd = static_cast<DirectDraw7*>(directDraw);
+    if (dd->primary == surface) dd->primary = nullptr;
+}
+
+void DirectDrawForgetDirect3D(Counted* directDraw, Counted* direct3D) {
+    DirectDraw7* dd = static_cast<DirectDraw7*>(directDraw);
+    if (dd->direct3D == direct3D) dd->direct3D = nullptr;
+}
 
 }  // namespace standin

@@ -1,6 +1,7 @@
 // The stand-in's shared state: the call log, the failure rules, the configurable world, the
-// live-object count, argument formatting, and the control API that tests call.
+// registry of live objects, argument formatting, and the control API that tests call.
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -32,7 +33,9 @@ struct Rule {
 
 std::vector<std::string> callLog;
 std::vector<Rule> rules;
-LONG liveObjects = 0;
+// Every live COM object, in the order they were made; numbers for all but DirectDraw objects.
+std::vector<Counted*> objects;
+int nextNumber = 1;
 
 const StandInMode DEFAULT_MODES[] = {
     {640, 480, 8, 60}, {640, 480, 16, 60}, {640, 480, 16, 75},
@@ -46,6 +49,38 @@ int deviceCount = DEFAULT_DEVICE_COUNT;
 StandInMode modes[MAX_MODES];
 int modeCount = 0;
 StandInMode currentMode = DESKTOP_MODE;
+
+// Direct3D device classes in the order EnumDevices reports them.
+const GUID* const DEVICE_CLASSES[DEVICE_CLASS_COUNT] = {
+    &IID_IDirect3DRGBDevice, &IID_IDirect3DHALDevice, &IID_IDirect3DTnLHalDevice};
+constexpr int ALL_DEVICE_CLASSES = 7;
+int deviceClassMask = ALL_DEVICE_CLASSES;
+DDPIXELFORMAT zFormats[DEVICE_CLASS_COUNT][MAX_ZBUFFER_FORMATS];
+int zFormatCount[DEVICE_CLASS_COUNT] = {};
+
+DDPIXELFORMAT ZFormat(DWORD flags, DWORD depth, DWORD stencilDepth, DWORD zMask, DWORD stencilMask) {
+    DDPIXELFORMAT f = {};
+    f.dwSize = sizeof f;
+    f.dwFlags = flags;
+    f.dwZBufferBitDepth = depth;
+    f.dwStencilBitDepth = stencilDepth;
+    f.dwZBitMask = zMask;
+    f.dwStencilBitMask = stencilMask;
+    return f;
+}
+
+// A Z buffer with stencil first, then plain 16-bit and 24-bit Z buffers.
+void DefaultZFormatsLocked(int index) {
+    zFormats[index][0] = ZFormat(DDPF_ZBUFFER | DDPF_STENCILBUFFER, 32, 8, 0xFFFFFF00, 0x000000FF);
+    zFormats[index][1] = ZFormat(DDPF_ZBUFFER, 16, 0, 0x0000FFFF, 0);
+    zFormats[index][2] = ZFormat(DDPF_ZBUFFER, 24, 0, 0x00FFFFFF, 0);
+    zFormatCount[index] = 3;
+}
+
+void DefaultDirect3DLocked() {
+    deviceClassMask = ALL_DEVICE_CLASSES;
+    for (int i = 0; i < DEVICE_CLASS_COUNT; ++i) DefaultZFormatsLocked(i);
+}
 
 // Device n's GUID: {5A4F5256-0000-4000-8000-0000000000nn}.
 GUID DeviceGuid(int n) {
@@ -91,28 +126,28 @@ void Append(const std::string& line) {
 void StartUp() {
     InitializeCriticalSection(&lock);
     DefaultModesLocked();
+    DefaultDirect3DLocked();
 }
 
 void ShutDown() { DeleteCriticalSection(&lock); }
 
 // ---- Call log and failure rules ----
 
-HRESULT Finish(const char* call, const std::string& args, HRESULT hr) {
-    unsigned long code = static_cast<unsigned long>(hr);
-    if (args.empty()) {
-        Append(Format("%s -> 0x%08lX", call, code));
-    } else {
-        Append(Format("%s(%s) -> 0x%08lX", call, args.c_str(), code));
-    }
+HRESULT Finish(const std::string& call, const std::string& args, HRESULT hr) {
+    // Built without Format: a vertex list can be longer than its buffer.
+    std::string line = call;
+    if (!args.empty()) line += "(" + args + ")";
+    line += Format(" -> 0x%08lX", static_cast<unsigned long>(hr));
+    Append(line);
     return hr;
 }
 
-ULONG FinishCount(const char* call, ULONG count) {
-    Append(Format("%s -> %lu", call, static_cast<unsigned long>(count)));
+ULONG FinishCount(const std::string& call, ULONG count) {
+    Append(call + Format(" -> %lu", static_cast<unsigned long>(count)));
     return count;
 }
 
-bool Injected(const char* call, HRESULT* hr) {
+bool Injected(const std::string& call, HRESULT* hr) {
     Guard guard;
     bool fired = false;
     for (Rule& rule : rules) {
@@ -197,10 +232,104 @@ std::string SizedText(const char* name, const void* structure) {
     return Format("%s.dwSize=%lu", name, static_cast<unsigned long>(size));
 }
 
+std::string RectText(const char* name, const RECT* rect) {
+    if (rect == nullptr) return Format("%s=NULL", name);
+    return Format("%s=(%ld,%ld,%ld,%ld)", name, static_cast<long>(rect->left), static_cast<long>(rect->top),
+                  static_cast<long>(rect->right), static_cast<long>(rect->bottom));
+}
+
+std::string FloatText(float value) { return Format("%g", static_cast<double>(value)); }
+
+std::string ObjectText(const void* iface) {
+    if (iface == nullptr) return "NULL";
+    Guard guard;
+    for (Counted* object : objects) {
+        if (object->Iface() == iface && object->Number() != 0) return Format("#%d", object->Number());
+    }
+    return "non-NULL";
+}
+
 // ---- Live COM objects ----
 
-void ObjectMade() { InterlockedIncrement(&liveObjects); }
-void ObjectGone() { InterlockedDecrement(&liveObjects); }
+Counted::~Counted() {
+    if (!registered_) return;
+    Guard guard;
+    for (size_t i = 0; i < objects.size(); ++i) {
+        if (objects[i] == this) {
+            objects.erase(objects.begin() + static_cast<std::ptrdiff_t>(i));
+            break;
+        }
+    }
+}
+
+void Counted::Register(const void* iface) {
+    Guard guard;
+    iface_ = iface;
+    if (kind_ != Kind::DirectDraw) number_ = nextNumber++;
+    try {
+        objects.push_back(this);
+        registered_ = true;
+    } catch (...) {
+    }
+}
+
+void Counted::Hold() { InterlockedIncrement(&refs_); }
+
+void Counted::Drop() {
+    if (InterlockedDecrement(&refs_) == 0) LastReleased();
+}
+
+ULONG Counted::LoggedAddRef() {
+    std::string name = LogName("AddRef");
+    return FinishCount(name, static_cast<ULONG>(InterlockedIncrement(&refs_)));
+}
+
+ULONG Counted::LoggedRelease() {
+    // The name first: the object may be gone after the count reaches 0.
+    std::string name = LogName("Release");
+    ULONG count = static_cast<ULONG>(InterlockedDecrement(&refs_));
+    if (count == 0) LastReleased();
+    return FinishCount(name, count);
+}
+
+std::string Counted::LogName(const char* method) const {
+    if (number_ == 0) return Format("%s::%s", interfaceName_, method);
+    return Format("%s#%d::%s", interfaceName_, number_, method);
+}
+
+bool Counted::Fail(const char* method, HRESULT* hr) const {
+    return Injected(Format("%s::%s", interfaceName_, method), hr);
+}
+
+HRESULT Counted::Done(const char* method, const std::string& args, HRESULT hr) const {
+    return Finish(LogName(method), args, hr);
+}
+
+HRESULT Counted::Unsupported(const char* method, const std::string& args) const {
+    HRESULT hr;
+    if (!Fail(method, &hr)) hr = DDERR_UNSUPPORTED;
+    return Done(method, args, hr);
+}
+
+Counted* FindObject(const void* iface, Kind kind) {
+    if (iface == nullptr) return nullptr;
+    Guard guard;
+    for (Counted* object : objects) {
+        if (object->Iface() == iface && object->ObjectKind() == kind) return object;
+    }
+    return nullptr;
+}
+
+int ObjectsOfKind(Kind kind, Counted** out, int capacity) {
+    Guard guard;
+    int count = 0;
+    for (Counted* object : objects) {
+        if (object->ObjectKind() != kind) continue;
+        if (count < capacity) out[count] = object;
+        ++count;
+    }
+    return count;
+}
 
 // ---- The world ----
 
@@ -232,6 +361,38 @@ void SetCurrentMode(const StandInMode& mode) {
 
 StandInMode DesktopMode() { return DESKTOP_MODE; }
 
+int DeviceClassIndex(REFCLSID deviceClass) {
+    for (int i = 0; i < DEVICE_CLASS_COUNT; ++i) {
+        if (IsEqualGUID(deviceClass, *DEVICE_CLASSES[i])) return i;
+    }
+    return -1;
+}
+
+const GUID& DeviceClassGuid(int index) { return *DEVICE_CLASSES[index]; }
+
+bool DeviceClassEnabled(int index) {
+    Guard guard;
+    return (deviceClassMask & (1 << index)) != 0;
+}
+
+int ZBufferFormats(int index, DDPIXELFORMAT* out) {
+    Guard guard;
+    std::memcpy(out, zFormats[index], sizeof(DDPIXELFORMAT) * static_cast<size_t>(zFormatCount[index]));
+    return zFormatCount[index];
+}
+
+void DescribeDeviceClass(int index, D3DDEVICEDESC7* desc) {
+    // Every 32-bit word holds 0x3000 + its index, the 16-bit fields 0x5000 + their byte
+    // offset, and deviceGUID the class: each value can be told apart from the others.
+    DWORD* words = reinterpret_cast<DWORD*>(desc);
+    for (size_t i = 0; i < sizeof(D3DDEVICEDESC7) / 4; ++i) words[i] = DeviceCapsWord(i);
+    desc->wMaxTextureBlendStages = DeviceCapsHalf(offsetof(D3DDEVICEDESC7, wMaxTextureBlendStages));
+    desc->wMaxSimultaneousTextures = DeviceCapsHalf(offsetof(D3DDEVICEDESC7, wMaxSimultaneousTextures));
+    desc->wMaxUserClipPlanes = DeviceCapsHalf(offsetof(D3DDEVICEDESC7, wMaxUserClipPlanes));
+    desc->wMaxVertexBlendMatrices = DeviceCapsHalf(offsetof(D3DDEVICEDESC7, wMaxVertexBlendMatrices));
+    desc->deviceGUID = *DEVICE_CLASSES[index];
+}
+
 int DeviceIndex(const GUID* guid) {
     if (guid == nullptr || guid == reinterpret_cast<const GUID*>(DDCREATE_EMULATIONONLY) ||
         guid == reinterpret_cast<const GUID*>(DDCREATE_HARDWAREONLY)) {
@@ -252,11 +413,16 @@ void DescribeMode(const StandInMode& mode, DDSURFACEDESC2* desc) {
     desc->dwHeight = mode.height;
     desc->lPitch = static_cast<LONG>(mode.width * ((mode.bpp + 7) / 8));
     desc->dwRefreshRate = mode.refresh;
-    DDPIXELFORMAT& pf = desc->ddpfPixelFormat;
+    ModePixelFormat(mode.bpp, &desc->ddpfPixelFormat);
+}
+
+void ModePixelFormat(DWORD bpp, DDPIXELFORMAT* format) {
+    std::memset(format, 0, sizeof(*format));
+    DDPIXELFORMAT& pf = *format;
     pf.dwSize = sizeof(pf);
     pf.dwFlags = DDPF_RGB;
-    pf.dwRGBBitCount = mode.bpp;
-    switch (mode.bpp) {
+    pf.dwRGBBitCount = bpp;
+    switch (bpp) {
     case 1: pf.dwFlags |= DDPF_PALETTEINDEXED1; break;
     case 2: pf.dwFlags |= DDPF_PALETTEINDEXED2; break;
     case 4: pf.dwFlags |= DDPF_PALETTEINDEXED4; break;
@@ -286,6 +452,12 @@ extern "C" void __cdecl StandInReset(void) {
     deviceCount = DEFAULT_DEVICE_COUNT;
     DefaultModesLocked();
     currentMode = DESKTOP_MODE;
+    DefaultDirect3DLocked();
+    // Numbers start again at 1, or after the highest number still alive.
+    nextNumber = 1;
+    for (Counted* object : objects) {
+        if (object->Number() >= nextNumber) nextNumber = object->Number() + 1;
+    }
 }
 
 extern "C" void __cdecl StandInClearLog(void) {
@@ -359,4 +531,68 @@ extern "C" int __cdecl StandInLogCount(void) {
     return static_cast<int>(callLog.size());
 }
 
-extern "C" int __cdecl StandInLiveObjects(void) { return static_cast<int>(InterlockedCompareExchange(&liveObjects, 0, 0)); }
+extern "C" int __cdecl StandInLiveObjects(void) {
+    Guard guard;
+    return static_cast<int>(objects.size());
+}
+
+extern "C" void __cdecl StandInLoseSurfaces(void) {
+    Counted* surfaces[256];
+    int count = ObjectsOfKind(Kind::Surface, surfaces, 256);
+    if (count > 256) count = 256;
+    for (int i = 0; i < count; ++i) LoseSurface(surfaces[i]);
+}
+
+extern "C" void __cdecl StandInSetDeviceClasses(int mask) {
+    Guard guard;
+    deviceClassMask = mask & ALL_DEVICE_CLASSES;
+}
+
+extern "C" void __cdecl StandInSetZBufferFormats(int deviceClass, const DDPIXELFORMAT* formats, int count) {
+    if (deviceClass < 0 || deviceClass >= DEVICE_CLASS_COUNT) return;
+    Guard guard;
+    if (count < 0) {
+        DefaultZFormatsLocked(deviceClass);
+        return;
+    }
+    if (formats == nullptr && count > 0) return;
+    if (count > MAX_ZBUFFER_FORMATS) count = MAX_ZBUFFER_FORMATS;
+    if (count > 0) std::memcpy(zFormats[deviceClass], formats, sizeof(DDPIXELFORMAT) * static_cast<size_t>(count));
+    zFormatCount[deviceClass] = count;
+}
+
+extern "C" int __cdecl StandInObjectNumber(const void* object) {
+    if (object == nullptr) return 0;
+    Guard guard;
+    for (Counted* o : objects) {
+        if (o->Iface() == object) return o->Number();
+    }
+    return 0;
+}
+
+extern "C" int __cdecl StandInRefCount(const void* object) {
+    if (object == nullptr) return -1;
+    Guard guard;
+    for (Counted* o : objects) {
+        if (o->Iface() == object) return static_cast<int>(o->Refs());
+    }
+    return -1;
+}
+
+extern "C" int __cdecl StandInLiveObjectsText(char* buffer, int size) {
+    std::string text;
+    {
+        Guard guard;
+        for (Counted* o : objects) {
+            text += o->InterfaceName();
+            if (o->Number() != 0) text += Format("#%d", o->Number());
+            text += Format(" refs=%ld\n", static_cast<long>(o->Refs()));
+        }
+    }
+    if (buffer != nullptr && size > 0) {
+        size_t n = text.size() < static_cast<size_t>(size) - 1 ? text.size() : static_cast<size_t>(size) - 1;
+        std::memcpy(buffer, text.data(), n);
+        buffer[n] = '\0';
+    }
+    return static_cast<int>(text.size());
+}
