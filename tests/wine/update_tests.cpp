@@ -43,8 +43,10 @@ void SetRateDisplay(const char* name, int32_t flags, int32_t x, int32_t y) {
     ASSERT_EQ(0, plugin->Call(name, colours.Arg(), flags, x, y));
 }
 
-// Wine presents a windowed frame a little after the call returns: wait until the given
-// client pixel shows the expected colour (up to a second), then capture the client area.
+// Wine throttles its windowed front-buffer updates: a present that follows another too soon
+// reaches the window only with the next one. So the frame is presented again, as a game's
+// loop would, until the given client pixel shows the expected colour (up to a second); then
+// the client area is captured.
 std::vector<uint32_t> CaptureWhen(HWND window, int32_t x, int32_t y, uint32_t colour) {
     std::vector<uint32_t> shot;
     for (int attempt = 0; attempt < 50; ++attempt) {
@@ -52,6 +54,7 @@ std::vector<uint32_t> CaptureWhen(HWND window, int32_t x, int32_t y, uint32_t co
         shot = host::CaptureScreen(window, 0, 0, WIDTH, HEIGHT);
         if (shot[static_cast<size_t>(y) * WIDTH + x] == colour) break;
         Sleep(20);
+        plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0);
     }
     return shot;
 }
