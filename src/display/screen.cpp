@@ -59,16 +59,8 @@ int32_t CreateBackBuffer(int32_t width, int32_t height, int32_t flags) {
     if (flags & SCREEN_3D) desc.ddsCaps.dwCaps |= DDSCAPS_3DDEVICE;
     if (flags & SCREEN_SYSTEM) desc.ddsCaps.dwCaps |= DDSCAPS_SYSTEMMEMORY;
     if (flags & (SCREEN_VIDEO_OR_SYSTEM | SCREEN_VIDEO)) desc.ddsCaps.dwCaps |= DDSCAPS_VIDEOMEMORY;
-    SurfaceRecord* record = &surfaceTable[0];
-    HRESULT hr = directDraw->CreateSurface(&desc, &record->surface, nullptr);
-    if (FAILED(hr) && (flags & SCREEN_VIDEO_OR_SYSTEM)) {
-        desc.ddsCaps.dwCaps = (desc.ddsCaps.dwCaps & ~DDSCAPS_VIDEOMEMORY) | DDSCAPS_SYSTEMMEMORY;
-        hr = directDraw->CreateSurface(&desc, &record->surface, nullptr);
-    }
-    if (FAILED(hr)) {
-        record->surface = nullptr;
-        return DxFail(hr, ERR_CREATE_BACKBUFFER);
-    }
+    HRESULT hr = CreateSurfaceWithFallback(&desc, &surfaceTable[0].surface, (flags & SCREEN_VIDEO_OR_SYSTEM) != 0);
+    if (FAILED(hr)) return DxFail(hr, ERR_CREATE_BACKBUFFER);
     return OK;
 }
 

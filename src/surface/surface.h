@@ -80,6 +80,9 @@ void InitSurfaceRecord(SurfaceRecord* record, int32_t width, int32_t height, int
 int32_t ReleaseSurfaceAt(int32_t index);
 // Releases a record's Z buffer (detached first) and Direct3D device.
 void ReleaseSurfaceDevice(SurfaceRecord* record);
+// CreateSurface; when it fails and systemFallback is set, once more with system memory in
+// place of video memory. *out is null unless it succeeds.
+HRESULT CreateSurfaceWithFallback(DDSURFACEDESC2* desc, IDirectDrawSurface7** out, bool systemFallback);
 // Locks, repeating while DirectDraw is still drawing.
 HRESULT LockWaiting(IDirectDrawSurface7* surface, RECT* rect, DDSURFACEDESC2* desc, DWORD flags);
 

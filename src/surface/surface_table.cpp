@@ -48,6 +48,17 @@ int CountBits(DWORD mask) {
 
 }  // namespace
 
+HRESULT CreateSurfaceWithFallback(DDSURFACEDESC2* desc, IDirectDrawSurface7** out, bool systemFallback) {
+    HRESULT hr = directDraw->CreateSurface(desc, out, nullptr);
+    if (FAILED(hr) && systemFallback) {
+        // Video memory is scarce: the same surface in system memory.
+        desc->ddsCaps.dwCaps = (desc->ddsCaps.dwCaps & ~DDSCAPS_VIDEOMEMORY) | DDSCAPS_SYSTEMMEMORY;
+        hr = directDraw->CreateSurface(desc, out, nullptr);
+    }
+    if (FAILED(hr)) *out = nullptr;
+    return hr;
+}
+
 HRESULT LockWaiting(IDirectDrawSurface7* surface, RECT* rect, DDSURFACEDESC2* desc, DWORD flags) {
     HRESULT hr;
     do {
@@ -210,16 +221,8 @@ ZORV_API ZorvCreateOffscreenSurface(int32_t index, int32_t width, int32_t height
     if (flags & SURFACE_ARGB4444) SetAlphaFormat(&desc, 16, 0xF000, 0x0F00, 0x00F0, 0x000F);
     if (flags & SURFACE_ARGB8888) SetAlphaFormat(&desc, 32, 0xFF000000, 0x00FF0000, 0x0000FF00, 0x000000FF);
 
-    HRESULT hr = directDraw->CreateSurface(&desc, &record->surface, nullptr);
-    if (FAILED(hr) && (flags & SURFACE_VIDEO_OR_SYSTEM)) {
-        // Video memory is scarce: the same surface in system memory.
-        desc.ddsCaps.dwCaps = (desc.ddsCaps.dwCaps & ~DDSCAPS_VIDEOMEMORY) | DDSCAPS_SYSTEMMEMORY;
-        hr = directDraw->CreateSurface(&desc, &record->surface, nullptr);
-    }
-    if (FAILED(hr)) {
-        record->surface = nullptr;
-        return DxFail(hr, ERR_CREATE_SURFACE);
-    }
+    HRESULT hr = CreateSurfaceWithFallback(&desc, &record->surface, (flags & SURFACE_VIDEO_OR_SYSTEM) != 0);
+    if (FAILED(hr)) return DxFail(hr, ERR_CREATE_SURFACE);
 
     InitSurfaceRecord(record, width, height, width - 1, height - 1, (flags & SURFACE_ZBUFFER) != 0);
     // Black is the stored source key from the start; ZorvSetTransparentColor puts it in force.

@@ -1,0 +1,547 @@
+// The software quad rasterizer's pixel loops.
+//
+// The target quad is swept by spans running from its left edge (corner 0 to corner 3) to its
+// right edge (corner 1 to corner 2). Both edges and every span are Bresenham walks; the longer
+// edge (the master) steps once per span, the other follows with its own accumulator. Source
+// rows and columns are picked with accumulators that start at -major, which rounds at the
+// half. A diagonal span move plots one extra pixel between the major and the minor move, so
+// spans are 4-connected staircases and leave no holes between neighbouring spans.
+//
+// Coordinates live in 16 bits: corners, edge points and span differences wrap like signed
+// 16-bit values, and every pixel is tested or placed by its wrapped position.
+//
+// Speed: the loops are templates on the pixel size, the colour key and clipping, sixteen
+// instantiations picked once per call, so the inner loop has no branch on format or key. The
+// per-pixel decisions (diagonal move, next source column, key, bounds) are selects and masks
+// rather than branches, since their patterns are data-dependent and would mispredict. A
+// straight span that reads one source column per pixel is a plain run copy.
+#include "chip/quad_raster.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace zorv {
+namespace {
+
+// ---- Pixel sizes ----------------------------------------------------------------------------
+
+struct Pixel8 {
+    using Value = uint8_t;
+    static constexpr int32_t BYTES = 1;
+    static Value Load(const uint8_t* p) { return *p; }
+    static void Store(uint8_t* p, Value v) { *p = v; }
+    static bool IsKey(Value v, uint32_t keyCode) { return v == static_cast<uint8_t>(keyCode); }
+};
+
+struct Pixel16 {
+    using Value = uint16_t;
+    static constexpr int32_t BYTES = 2;
+    static Value Load(const uint8_t* p) {
+        Value v = 0;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    static void Store(uint8_t* p, Value v) { std::memcpy(p, &v, sizeof v); }
+    static bool IsKey(Value v, uint32_t keyCode) { return v == static_cast<uint16_t>(keyCode); }
+};
+
+// Three packed bytes, b0 + (b1 << 8) + (b2 << 16) in memory order.
+struct Pixel24 {
+    using Value = uint32_t;
+    static constexpr int32_t BYTES = 3;
+    static Value Load(const uint8_t* p) {
+        return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) | (static_cast<uint32_t>(p[2]) << 16);
+    }
+    static void Store(uint8_t* p, Value v) {
+        p[0] = static_cast<uint8_t>(v);
+        p[1] = static_cast<uint8_t>(v >> 8);
+        p[2] = static_cast<uint8_t>(v >> 16);
+    }
+    // The whole 32-bit code is compared, not its low 24 bits: a key code with any of bits
+    // 24 ... 31 set matches no pixel, so such a key draws every pixel.
+    static bool IsKey(Value v, uint32_t keyCode) { return v == keyCode; }
+};
+
+struct Pixel32 {
+    using Value = uint32_t;
+    static constexpr int32_t BYTES = 4;
+    static Value Load(const uint8_t* p) {
+        Value v = 0;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    static void Store(uint8_t* p, Value v) { std::memcpy(p, &v, sizeof v); }
+    static bool IsKey(Value v, uint32_t keyCode) { return v == keyCode; }
+};
+
+// ---- 16-bit coordinates and Bresenham walks -------------------------------------------------
+
+constexpr int32_t COORD_MIN = -32768;
+constexpr int32_t COORD_MAX = 32767;
+constexpr int64_t COORD_TURN = 65536;  // a 16-bit coordinate that passes its range comes back this far away
+
+// The signed 16-bit value of v's low 16 bits.
+inline int32_t Wrap16(uint32_t v) { return static_cast<int32_t>((v + 32768u) & 0xFFFFu) - 32768; }
+
+// Direction of one walk from A to B. The differences are taken on their low 16 bits.
+struct Line {
+    int32_t major;  // the larger magnitude, 0 ... 32768
+    int32_t minor;  // the smaller one
+    bool xMajor;    // a tie walks y-major
+    int32_t sx;     // -1 or +1
+    int32_t sy;
+};
+
+inline Line SetUpLine(int32_t ax, int32_t ay, int32_t bx, int32_t by) {
+    const int32_t dx = Wrap16(static_cast<uint32_t>(bx) - static_cast<uint32_t>(ax));
+    const int32_t dy = Wrap16(static_cast<uint32_t>(by) - static_cast<uint32_t>(ay));
+    const int32_t adx = dx < 0 ? -dx : dx;
+    const int32_t ady = dy < 0 ? -dy : dy;
+    const bool xMajor = adx > ady;
+    return Line{xMajor ? adx : ady, xMajor ? ady : adx, xMajor, dx < 0 ? -1 : 1, dy < 0 ? -1 : 1};
+}
+
+// An edge walk: one step per call of StepEdge.
+struct EdgeWalker {
+    int32_t x;  // current point, wrapped to 16 bits
+    int32_t y;
+    Line line;
+    int32_t e;
+};
+
+inline EdgeWalker StartEdge(int32_t ax, int32_t ay, int32_t bx, int32_t by) {
+    const Line line = SetUpLine(ax, ay, bx, by);
+    return EdgeWalker{Wrap16(static_cast<uint32_t>(ax)), Wrap16(static_cast<uint32_t>(ay)), line, -line.major};
+}
+
+inline void StepEdge(EdgeWalker& w) {
+    if (w.line.xMajor) {
+        w.x = Wrap16(static_cast<uint32_t>(w.x + w.line.sx));
+    } else {
+        w.y = Wrap16(static_cast<uint32_t>(w.y + w.line.sy));
+    }
+    w.e += 2 * w.line.minor;
+    if (w.e > 0) {
+        if (w.line.xMajor) {
+            w.y = Wrap16(static_cast<uint32_t>(w.y + w.line.sy));
+        } else {
+            w.x = Wrap16(static_cast<uint32_t>(w.x + w.line.sx));
+        }
+        w.e -= 2 * w.line.major;
+    }
+}
+
+// ---- Nearest-sample stepping ----------------------------------------------------------------
+
+// Picks source rows per span and columns per pixel: each output adds 2 x last to an
+// accumulator that starts at -major, and while it is at least 1 subtracts 2 x major and moves
+// one sample on (never when major is 0). Split once into whole samples per output plus a
+// remainder, so that each output costs one compare however much the chip is shrunk.
+struct SampleStepper {
+    int32_t acc;          // in (-2 x major, 0] between outputs
+    int32_t rem;          // (2 x last) mod (2 x major)
+    int32_t twoMajor;
+    ptrdiff_t wholeBytes;  // (2 x last) / (2 x major) samples, in bytes
+    ptrdiff_t oneBytes;    // one sample, in bytes
+};
+
+// last: the last sample (0 ... 2^30 - 1); major: outputs - 1 (0 ... 32768).
+inline SampleStepper StartStepper(int32_t last, int32_t major, ptrdiff_t sampleBytes) {
+    SampleStepper s{-major, 0, 2 * major, 0, sampleBytes};
+    if (major == 0) return s;
+    const int32_t twoLast = 2 * last;
+    if (twoLast < s.twoMajor) {  // enlarged: no division needed
+        s.rem = twoLast;
+    } else {
+        s.rem = twoLast % s.twoMajor;
+        s.wholeBytes = static_cast<ptrdiff_t>(twoLast / s.twoMajor) * sampleBytes;
+    }
+    return s;
+}
+
+// The byte step to the next output's sample.
+inline ptrdiff_t Advance(SampleStepper& s) {
+    s.acc += s.rem;
+    const int32_t move = -static_cast<int32_t>(s.acc > 0);
+    s.acc -= s.twoMajor & move;
+    return s.wholeBytes + (s.oneBytes & move);
+}
+
+// Samples moved (and the accumulator) after i outputs of a walk with the given last and
+// major: ceil((2 i last - major) / (2 major)) when positive. The Bresenham minor moves follow
+// the same rule with last = minor.
+struct StepCount {
+    int64_t moves;
+    int32_t acc;
+};
+
+inline StepCount StepsAfter(int64_t i, int32_t last, int32_t major) {
+    const int64_t n = 2 * i * last - major;
+    const int64_t twoMajor = 2 * static_cast<int64_t>(major);
+    const int64_t moves = n > 0 ? (n + twoMajor - 1) / twoMajor : 0;
+    return StepCount{moves, static_cast<int32_t>(n - twoMajor * moves)};
+}
+
+// The first output index after which at least t minor moves have been made; past the walk
+// when t exceeds minor.
+inline int64_t FirstWithMoves(int64_t t, int32_t minor, int32_t major) {
+    if (t <= 0) return 0;
+    if (t > minor) return static_cast<int64_t>(major) + 1;
+    const int64_t twoMajor = 2 * static_cast<int64_t>(major);
+    return (twoMajor * (t - 1) + major) / (2 * static_cast<int64_t>(minor)) + 1;
+}
+
+// ---- Spans ----------------------------------------------------------------------------------
+
+// Per call: everything the loops read.
+struct QuadSetup {
+    uint8_t* target;         // address of pixel (originX, originY)
+    ptrdiff_t pitch;
+    int32_t originX;
+    int32_t originY;
+    int32_t left;            // bounds of the clipped loops, inclusive, inside the surface
+    int32_t top;
+    int32_t right;
+    int32_t bottom;
+    const uint8_t* source;   // the source rectangle's top-left sample
+    ptrdiff_t sourcePitch;
+    int32_t lastColumn;      // source rectangle width - 1
+    int32_t lastRow;         // source rectangle height - 1
+    uint32_t keyCode;
+    int32_t x[4];            // corners
+    int32_t y[4];
+};
+
+// Constants of one span, in target bytes.
+struct SpanSteps {
+    ptrdiff_t majorStep;
+    ptrdiff_t minorStep;
+    int32_t twoMajor;
+    int32_t twoMinor;
+};
+
+// Where a span walk stands.
+struct SpanCursor {
+    ptrdiff_t offset;  // target byte offset of the current position from QuadSetup::target
+    ptrdiff_t sample;  // source byte offset of the current sample from QuadSetup::source
+    int32_t e;         // Bresenham error
+    SampleStepper columns;
+};
+
+// One pixel of a span's count: plot the current position, make the major move, plot there
+// too when the move is diagonal, make the minor move, step the source column. FirstOk and
+// SecondOk leave out a plot that a clipped span knows to be outside the bounds. A store that
+// must not land goes to a scratch pixel, which keeps the loop free of branches.
+template <class Pixel, bool Keyed, bool FirstOk, bool SecondOk>
+inline void SpanPixel(SpanCursor& c, const SpanSteps& s, const QuadSetup& q, uint8_t* scratch) {
+    const typename Pixel::Value v = Pixel::Load(q.source + c.sample);
+    const bool keep = !Keyed || !Pixel::IsKey(v, q.keyCode);
+    uint8_t* const first = q.target + c.offset;
+    c.offset += s.majorStep;
+    c.e += s.twoMinor;
+    const bool diagonal = c.e > 0;
+    Pixel::Store(FirstOk && keep ? first : scratch, v);
+    Pixel::Store(SecondOk && keep && diagonal ? q.target + c.offset : scratch, v);
+    const ptrdiff_t diagonalMask = -static_cast<ptrdiff_t>(diagonal);
+    c.offset += s.minorStep & diagonalMask;
+    c.e -= s.twoMajor & static_cast<int32_t>(diagonalMask);
+    c.sample += Advance(c.columns);
+}
+
+// count pixels of a straight span reading one source column each: a run copy.
+template <class Pixel, bool Keyed>
+void CopyRun(uint8_t* dst, ptrdiff_t dstStep, const uint8_t* src, int32_t count, uint32_t keyCode) {
+    constexpr int32_t B = Pixel::BYTES;
+    if (dstStep == B) {
+        if (!Keyed) {
+            std::memmove(dst, src, static_cast<size_t>(count) * B);
+            return;
+        }
+        // Written as a select that always stores, so that the compiler can vectorise it.
+        for (int32_t k = 0; k < count; ++k) {
+            const typename Pixel::Value v = Pixel::Load(src + k * B);
+            const typename Pixel::Value old = Pixel::Load(dst + k * B);
+            Pixel::Store(dst + k * B, Pixel::IsKey(v, keyCode) ? old : v);
+        }
+        return;
+    }
+    for (int32_t k = 0; k < count; ++k) {
+        const typename Pixel::Value v = Pixel::Load(src + k * B);
+        if (!Keyed || !Pixel::IsKey(v, keyCode)) Pixel::Store(dst, v);
+        dst += dstStep;
+    }
+}
+
+// count pixels of a span, every plot of them inside the target (the extra pixel of the last
+// one when it is diagonal included).
+template <class Pixel, bool Keyed>
+void DrawSegment(SpanCursor& c, const SpanSteps& s, int32_t count, const QuadSetup& q) {
+    if (s.twoMinor == 0 && c.columns.rem == 0 && c.columns.wholeBytes == Pixel::BYTES) {
+        // No diagonal moves and exactly one source column per pixel: e and the column
+        // accumulator never change.
+        CopyRun<Pixel, Keyed>(q.target + c.offset, s.majorStep, q.source + c.sample, count, q.keyCode);
+        c.offset += count * s.majorStep;
+        c.sample += static_cast<ptrdiff_t>(count) * Pixel::BYTES;
+        return;
+    }
+    uint8_t scratch[4] = {0, 0, 0, 0};
+    for (int32_t n = 0; n < count; ++n) SpanPixel<Pixel, Keyed, true, true>(c, s, q, scratch);
+}
+
+// The cursor of a span from (lx, ly) at pixel i, placed as if its coordinates had been
+// shifted back by shiftA and shiftB (whole turns of 16 bits) on the major and minor axes.
+template <class Pixel>
+SpanCursor CursorAt(const QuadSetup& q, const Line& line, int32_t lx, int32_t ly, ptrdiff_t sourceRow, int64_t i,
+                    int64_t shiftA, int64_t shiftB) {
+    const StepCount minorMoves = StepsAfter(i, line.minor, line.major);
+    const StepCount columnMoves = StepsAfter(i, q.lastColumn, line.major);
+    int64_t x = lx;
+    int64_t y = ly;
+    if (line.xMajor) {
+        x += i * line.sx - shiftA;
+        y += minorMoves.moves * line.sy - shiftB;
+    } else {
+        y += i * line.sy - shiftA;
+        x += minorMoves.moves * line.sx - shiftB;
+    }
+    SpanCursor c{};
+    c.offset = static_cast<ptrdiff_t>(y - q.originY) * q.pitch + static_cast<ptrdiff_t>(x - q.originX) * Pixel::BYTES;
+    c.sample = sourceRow + static_cast<ptrdiff_t>(columnMoves.moves) * Pixel::BYTES;
+    c.e = minorMoves.acc;
+    c.columns = StartStepper(q.lastColumn, line.major, Pixel::BYTES);
+    c.columns.acc = columnMoves.acc;
+    return c;
+}
+
+// A span that may leave the bounds. Pixel i's first plot is at (a0 + i da, b0 + m(i) db) in
+// major/minor coordinates, its second (when diagonal) at (a0 + (i + 1) da, b0 + m(i) db),
+// where m(i) counts the minor moves so far. The pixels whose plots can land form index
+// intervals, found per 16-bit turn of each axis; only those pixels are walked, so a long span
+// that crosses the target costs its visible part. Within an interval neither coordinate
+// wraps, and only its first and last pixel can have a plot outside the major bounds.
+template <class Pixel, bool Keyed>
+void DrawClippedSpan(const QuadSetup& q, const Line& line, int32_t lx, int32_t ly, const SpanSteps& steps,
+                     ptrdiff_t sourceRow) {
+    const int32_t a0 = line.xMajor ? lx : ly;
+    const int32_t b0 = line.xMajor ? ly : lx;
+    const int32_t da = line.xMajor ? line.sx : line.sy;
+    const int32_t db = line.xMajor ? line.sy : line.sx;
+    const int32_t aLo = line.xMajor ? q.left : q.top;
+    const int32_t aHi = line.xMajor ? q.right : q.bottom;
+    const int32_t bLo = line.xMajor ? q.top : q.left;
+    const int32_t bHi = line.xMajor ? q.bottom : q.right;
+    const int32_t major = line.major;
+
+    // Which 16-bit turns the span's unwrapped path touches on each axis.
+    const int64_t aEnd = a0 + static_cast<int64_t>(da) * (major + 1);
+    const int64_t bEnd = b0 + static_cast<int64_t>(db) * line.minor;
+    const int32_t aTurnLo = (aEnd < COORD_MIN) ? -1 : 0;
+    const int32_t aTurnHi = (aEnd > COORD_MAX) ? 1 : 0;
+    const int32_t bTurnLo = (bEnd < COORD_MIN) ? -1 : 0;
+    const int32_t bTurnHi = (bEnd > COORD_MAX) ? 1 : 0;
+
+    uint8_t scratch[4] = {0, 0, 0, 0};
+    for (int32_t ta = aTurnLo; ta <= aTurnHi; ++ta) {
+        const int64_t shiftA = COORD_TURN * ta;
+        // Pixels whose first plot lies within the major bounds: fLo ... fHi.
+        const int64_t fLo = da > 0 ? aLo + shiftA - a0 : a0 - shiftA - aHi;
+        const int64_t fHi = da > 0 ? aHi + shiftA - a0 : a0 - shiftA - aLo;
+        // One pixel earlier, only the second plot lands.
+        const int64_t lo = fLo - 1 > 0 ? fLo - 1 : 0;
+        const int64_t hi = fHi < major ? fHi : major;
+        if (lo > hi) continue;
+        for (int32_t tb = bTurnLo; tb <= bTurnHi; ++tb) {
+            const int64_t shiftB = COORD_TURN * tb;
+            // Minor move counts that keep the minor coordinate within its bounds.
+            int64_t tLo = db > 0 ? bLo + shiftB - b0 : b0 - shiftB - bHi;
+            int64_t tHi = db > 0 ? bHi + shiftB - b0 : b0 - shiftB - bLo;
+            if (tLo < 0) tLo = 0;
+            if (tHi > line.minor) tHi = line.minor;
+            if (tLo > tHi) continue;
+            const int64_t firstLo = FirstWithMoves(tLo, line.minor, major);
+            const int64_t firstHi = FirstWithMoves(tHi + 1, line.minor, major) - 1;
+            int64_t i = lo > firstLo ? lo : firstLo;
+            const int64_t last = hi < firstHi ? hi : firstHi;
+            if (i > last) continue;
+
+            SpanCursor c = CursorAt<Pixel>(q, line, lx, ly, sourceRow, i, shiftA, shiftB);
+            if (i < fLo) {
+                SpanPixel<Pixel, Keyed, false, true>(c, steps, q, scratch);
+                ++i;
+            }
+            const int64_t coreLast = last < fHi - 1 ? last : fHi - 1;
+            if (i <= coreLast) {
+                DrawSegment<Pixel, Keyed>(c, steps, static_cast<int32_t>(coreLast - i + 1), q);
+                i = coreLast + 1;
+            }
+            if (i <= last) SpanPixel<Pixel, Keyed, true, false>(c, steps, q, scratch);
+        }
+    }
+}
+
+// Whether every position the span can plot, its extra pixel included, lies within the bounds.
+inline bool SpanInside(const QuadSetup& q, const Line& line, int32_t lx, int32_t ly) {
+    const int32_t xReach = line.xMajor ? line.major + 1 : line.minor;
+    const int32_t yReach = line.xMajor ? line.minor : line.major + 1;
+    const int32_t xEnd = lx + line.sx * xReach;
+    const int32_t yEnd = ly + line.sy * yReach;
+    const int32_t xMin = lx < xEnd ? lx : xEnd;
+    const int32_t xMax = lx < xEnd ? xEnd : lx;
+    const int32_t yMin = ly < yEnd ? ly : yEnd;
+    const int32_t yMax = ly < yEnd ? yEnd : ly;
+    return xMin >= q.left && xMax <= q.right && yMin >= q.top && yMax <= q.bottom;
+}
+
+// One span from the left edge's point to the right edge's point, reading source row sourceRow.
+template <class Pixel, bool Keyed, bool Clipped>
+void DrawSpan(const QuadSetup& q, int32_t lx, int32_t ly, int32_t rx, int32_t ry, ptrdiff_t sourceRow) {
+    constexpr int32_t B = Pixel::BYTES;
+    const Line line = SetUpLine(lx, ly, rx, ry);
+    const ptrdiff_t xStep = line.sx * B;
+    const ptrdiff_t yStep = line.sy * q.pitch;
+    const SpanSteps steps{line.xMajor ? xStep : yStep, line.xMajor ? yStep : xStep, 2 * line.major, 2 * line.minor};
+    if (Clipped && !SpanInside(q, line, lx, ly)) {
+        DrawClippedSpan<Pixel, Keyed>(q, line, lx, ly, steps, sourceRow);
+        return;
+    }
+    SpanCursor c{};
+    c.offset = static_cast<ptrdiff_t>(ly - q.originY) * q.pitch + static_cast<ptrdiff_t>(lx - q.originX) * B;
+    c.sample = sourceRow;
+    c.e = -line.major;
+    c.columns = StartStepper(q.lastColumn, line.major, B);
+    DrawSegment<Pixel, Keyed>(c, steps, line.major + 1, q);
+}
+
+// ---- The quad -------------------------------------------------------------------------------
+
+// Sweeps the quad: one span per master edge step, the slave edge and the source row
+// following their accumulators.
+template <class Pixel, bool Keyed, bool Clipped>
+void WalkSpans(const QuadSetup& q) {
+    EdgeWalker left = StartEdge(q.x[0], q.y[0], q.x[3], q.y[3]);
+    EdgeWalker right = StartEdge(q.x[1], q.y[1], q.x[2], q.y[2]);
+    const bool leftIsMaster = left.line.major > right.line.major;  // a tie makes the right edge master
+    EdgeWalker& master = leftIsMaster ? left : right;
+    EdgeWalker& slave = leftIsMaster ? right : left;
+    const int32_t masterMajor = master.line.major;
+    const int32_t twoSlaveMajor = 2 * slave.line.major;
+    SampleStepper rows = StartStepper(q.lastRow, masterMajor, q.sourcePitch);
+    int32_t slaveAcc = -masterMajor;
+    ptrdiff_t sourceRow = 0;
+    // The count is held in 16 bits; with majors of at most 32768 it never wraps.
+    const uint32_t spanCount = static_cast<uint16_t>(masterMajor + 1);
+    for (uint32_t j = 0; j < spanCount; ++j) {
+        DrawSpan<Pixel, Keyed, Clipped>(q, left.x, left.y, right.x, right.y, sourceRow);
+        StepEdge(master);
+        sourceRow += Advance(rows);
+        slaveAcc += twoSlaveMajor;
+        if (slaveAcc > 0) {
+            slaveAcc -= 2 * masterMajor;
+            StepEdge(slave);
+        }
+    }
+}
+
+using WalkFunction = void (*)(const QuadSetup&);
+
+// The sixteen loops, [bytes per pixel - 1][keyed][clipped]; 3 bytes is the packed 24-bit pixel.
+constexpr WalkFunction WALKS[4][2][2] = {
+    {{&WalkSpans<Pixel8, false, false>, &WalkSpans<Pixel8, false, true>},
+     {&WalkSpans<Pixel8, true, false>, &WalkSpans<Pixel8, true, true>}},
+    {{&WalkSpans<Pixel16, false, false>, &WalkSpans<Pixel16, false, true>},
+     {&WalkSpans<Pixel16, true, false>, &WalkSpans<Pixel16, true, true>}},
+    {{&WalkSpans<Pixel24, false, false>, &WalkSpans<Pixel24, false, true>},
+     {&WalkSpans<Pixel24, true, false>, &WalkSpans<Pixel24, true, true>}},
+    {{&WalkSpans<Pixel32, false, false>, &WalkSpans<Pixel32, false, true>},
+     {&WalkSpans<Pixel32, true, false>, &WalkSpans<Pixel32, true, true>}},
+};
+
+// No source surface comes near this size; it keeps 2 x last inside 32 bits.
+constexpr int64_t MAX_SOURCE_SIDE = int64_t{1} << 30;
+
+inline int32_t Min32(int32_t a, int32_t b) { return a < b ? a : b; }
+inline int32_t Max32(int32_t a, int32_t b) { return a < b ? b : a; }
+
+}  // namespace
+
+bool QuadLockRect(const RasterQuad& quad, int32_t width, int32_t height, RasterRect* lockRect) {
+    int32_t minX = quad.x[0];
+    int32_t maxX = quad.x[0];
+    int32_t minY = quad.y[0];
+    int32_t maxY = quad.y[0];
+    for (int i = 1; i < 4; ++i) {
+        minX = Min32(minX, quad.x[i]);
+        maxX = Max32(maxX, quad.x[i]);
+        minY = Min32(minY, quad.y[i]);
+        maxY = Max32(maxY, quad.y[i]);
+    }
+    minX = Max32(minX, 0);
+    minY = Max32(minY, 0);
+    maxX = Min32(maxX, width);
+    maxY = Min32(maxY, height);
+    if (minX > maxX || minY > maxY) return false;
+    *lockRect = RasterRect{minX, minY, maxX, maxY};
+    return true;
+}
+
+void RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const RasterQuad& quad,
+                   const RasterSource& source, const RasterRect& srcRect) {
+    const int32_t bits = source.bitsPerPixel;
+    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) return;
+    if (target.pixels == nullptr || source.pixels == nullptr) return;
+    RasterRect lockRect{};
+    if (!QuadLockRect(quad, target.width, target.height, &lockRect)) return;
+    if (target.width <= 0 || target.height <= 0) return;
+    const int64_t lastColumn = static_cast<int64_t>(srcRect.right) - srcRect.left - 1;
+    const int64_t lastRow = static_cast<int64_t>(srcRect.bottom) - srcRect.top - 1;
+    // An empty source rectangle has no sample to read (chips are at least 1 x 1).
+    if (lastColumn < 0 || lastRow < 0 || lastColumn >= MAX_SOURCE_SIDE || lastRow >= MAX_SOURCE_SIDE) return;
+
+    // Positions are 16-bit, so no pixel past 32767 is reachable.
+    const int32_t surfaceRight = Min32(target.width, COORD_MAX + 1) - 1;
+    const int32_t surfaceBottom = Min32(target.height, COORD_MAX + 1) - 1;
+    bool cornersInDrawArea = true;
+    bool cornersWellInside = true;  // a pixel's margin to every surface edge
+    for (int i = 0; i < 4; ++i) {
+        const int32_t x = quad.x[i];
+        const int32_t y = quad.y[i];
+        cornersInDrawArea = cornersInDrawArea && x >= clip.left && x <= clip.right && y >= clip.top && y <= clip.bottom;
+        cornersWellInside = cornersWellInside && x >= 1 && x < surfaceRight && y >= 1 && y < surfaceBottom;
+    }
+
+    QuadSetup q{};
+    bool clipped = true;
+    if (cornersInDrawArea) {
+        // The unclipped path tests no pixel against the draw area, yet the extra end pixel of
+        // a diagonal span reaches one pixel past the corners and a draw area may cover the
+        // whole surface or more. Away from the surface's edges nothing is tested; near them
+        // the clipped loops keep to the surface alone.
+        clipped = !cornersWellInside;
+        q.left = 0;
+        q.top = 0;
+        q.right = surfaceRight;
+        q.bottom = surfaceBottom;
+    } else {
+        q.left = Max32(clip.left, 0);
+        q.top = Max32(clip.top, 0);
+        q.right = Min32(clip.right, surfaceRight);
+        q.bottom = Min32(clip.bottom, surfaceBottom);
+        if (q.left > q.right || q.top > q.bottom) return;
+    }
+    q.target = target.pixels;
+    q.pitch = target.pitch;
+    q.originX = target.originX;
+    q.originY = target.originY;
+    q.source = source.pixels;
+    q.sourcePitch = source.pitch;
+    q.lastColumn = static_cast<int32_t>(lastColumn);
+    q.lastRow = static_cast<int32_t>(lastRow);
+    q.keyCode = source.keyCode;
+    for (int i = 0; i < 4; ++i) {
+        q.x[i] = quad.x[i];
+        q.y[i] = quad.y[i];
+    }
+    WALKS[bits / 8 - 1][source.keyed ? 1 : 0][clipped ? 1 : 0](q);
+}
+
+}  // namespace zorv
