@@ -570,6 +570,15 @@ extern "C" int __cdecl StandInObjectNumber(const void* object) {
     return 0;
 }
 
+extern "C" void* __cdecl StandInObject(int number) {
+    if (number <= 0) return nullptr;
+    Guard guard;
+    for (Counted* o : objects) {
+        if (o->Number() == number) return const_cast<void*>(o->Iface());
+    }
+    return nullptr;
+}
+
 extern "C" int __cdecl StandInRefCount(const void* object) {
     if (object == nullptr) return -1;
     Guard guard;

@@ -35,7 +35,7 @@
 // after StandInReset (after the highest number still alive, so they never repeat while
 // their objects live). An argument that is one of the stand-in's objects is written as its
 // number: src=#4, clipper=#3; other pointers as NULL or non-NULL. StandInObjectNumber tells
-// a test which number an interface pointer has.
+// a test which number an interface pointer has, StandInObject which object has a number.
 //
 // Further argument forms:
 //     a rectangle                name=(left,top,right,bottom) or name=NULL
@@ -317,6 +317,9 @@ typedef void(__cdecl* StandInSetDeviceClassesFn)(int mask);
 typedef void(__cdecl* StandInSetZBufferFormatsFn)(int deviceClass, const DDPIXELFORMAT* formats, int count);
 // The number of a live object by its interface pointer (0: none, or a DirectDraw object).
 typedef int(__cdecl* StandInObjectNumberFn)(const void* object);
+// The interface pointer of the live object with this number, NULL when there is none (the
+// caller gets no reference of its own).
+typedef void*(__cdecl* StandInObjectFn)(int number);
 // The reference count of a live object by its interface pointer, -1 when there is none.
 typedef int(__cdecl* StandInRefCountFn)(const void* object);
 // The live objects, one line each ("IDirectDrawSurface7#2 refs=1"), copied like
@@ -356,6 +359,7 @@ struct Control {
     StandInSetDeviceClassesFn setDeviceClasses = nullptr;
     StandInSetZBufferFormatsFn setZBufferFormats = nullptr;
     StandInObjectNumberFn objectNumber = nullptr;
+    StandInObjectFn object = nullptr;
     StandInRefCountFn refCount = nullptr;
     StandInLiveObjectsTextFn liveObjectsText = nullptr;
 
@@ -377,13 +381,14 @@ struct Control {
         setDeviceClasses = reinterpret_cast<StandInSetDeviceClassesFn>(Find("StandInSetDeviceClasses"));
         setZBufferFormats = reinterpret_cast<StandInSetZBufferFormatsFn>(Find("StandInSetZBufferFormats"));
         objectNumber = reinterpret_cast<StandInObjectNumberFn>(Find("StandInObjectNumber"));
+        object = reinterpret_cast<StandInObjectFn>(Find("StandInObject"));
         refCount = reinterpret_cast<StandInRefCountFn>(Find("StandInRefCount"));
         liveObjectsText = reinterpret_cast<StandInLiveObjectsTextFn>(Find("StandInLiveObjectsText"));
         return Loaded();
     }
     bool Loaded() const {
         return reset && clearLog && fail && setDevices && setModes && displayMode && logText && logCount &&
-               liveObjects && loseSurfaces && setDeviceClasses && setZBufferFormats && objectNumber && refCount &&
+               liveObjects && loseSurfaces && setDeviceClasses && setZBufferFormats && objectNumber && object && refCount &&
                liveObjectsText;
     }
 
@@ -410,8 +415,11 @@ struct Control {
     void DefaultZBufferFormats(int deviceClass) const {
         if (setZBufferFormats) setZBufferFormats(deviceClass, nullptr, -1);
     }
-    int ObjectNumber(const void* object) const { return objectNumber ? objectNumber(object) : 0; }
-    int RefCount(const void* object) const { return refCount ? refCount(object) : -1; }
+    int ObjectNumber(const void* iface) const { return objectNumber ? objectNumber(iface) : 0; }
+    // The live object numbered n, as the interface it was made as.
+    template <class Interface>
+    Interface* Object(int n) const { return object ? static_cast<Interface*>(object(n)) : nullptr; }
+    int RefCount(const void* iface) const { return refCount ? refCount(iface) : -1; }
     // The live objects, one per line.
     std::string LiveObjectsText() const {
         if (!liveObjectsText) return std::string();

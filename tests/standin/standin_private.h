@@ -28,6 +28,7 @@ void __cdecl StandInLoseSurfaces(void);
 void __cdecl StandInSetDeviceClasses(int mask);
 void __cdecl StandInSetZBufferFormats(int deviceClass, const DDPIXELFORMAT* formats, int count);
 int __cdecl StandInObjectNumber(const void* object);
+void* __cdecl StandInObject(int number);
 int __cdecl StandInRefCount(const void* object);
 int __cdecl StandInLiveObjectsText(char* buffer, int size);
 }

@@ -144,7 +144,7 @@ TEST_F(StandIn, ExportTablesOfTheThreeBuilds) {
     const std::set<std::string> control = {
         "StandInClearLog",  "StandInDisplayMode",     "StandInFail",           "StandInLiveObjects",
         "StandInLiveObjectsText", "StandInLoseSurfaces", "StandInLogCount",    "StandInLogText",
-        "StandInObjectNumber", "StandInRefCount",     "StandInReset",          "StandInSetDeviceClasses",
+        "StandInObject", "StandInObjectNumber", "StandInRefCount",     "StandInReset",          "StandInSetDeviceClasses",
         "StandInSetDevices", "StandInSetModes",       "StandInSetZBufferFormats"};
     std::set<std::string> full = control;
     full.insert("DirectDrawEnumerateExA");

@@ -794,6 +794,9 @@ TEST_F(Objects, NumbersStartAgainAfterReset) {
     IDirectDrawSurface7* c = Offscreen(4, 4);
     EXPECT_EQ(2, control.ObjectNumber(c));
     EXPECT_EQ(0, control.ObjectNumber(dd));
+    EXPECT_EQ(a, control.Object<IDirectDrawSurface7>(1));
+    EXPECT_EQ(c, control.Object<IDirectDrawSurface7>(2));
+    EXPECT_EQ(nullptr, control.Object<IDirectDrawSurface7>(3));
     EXPECT_EQ("IDirectDraw7 refs=3\nIDirectDrawSurface7#1 refs=1\nIDirectDrawSurface7#2 refs=1\n",
               control.LiveObjectsText());
     c->Release();
