@@ -7,6 +7,8 @@ set(ZORV_PURE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/misc/trig.cpp
   ${CMAKE_CURRENT_LIST_DIR}/misc/random.cpp
   ${CMAKE_CURRENT_LIST_DIR}/display/pacing.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/quad_math.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/quad_raster.cpp
 )
 
 # Everything else of the plugin: exports, Win32 and DirectX work.
@@ -22,7 +24,9 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_ops.cpp
   ${CMAKE_CURRENT_LIST_DIR}/surface/surface_d3d.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/chip_table.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/chip/chip_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/chip_draw.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/chip_d3d.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chip/quad_raster_lock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp

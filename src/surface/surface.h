@@ -78,7 +78,8 @@ void InitSurfaceRecord(SurfaceRecord* record, int32_t width, int32_t height, int
                        int32_t drawBottom, bool wantsZBuffer);
 // Releases entry index (1 ... count - 1); refuses the current one.
 int32_t ReleaseSurfaceAt(int32_t index);
-// Releases a record's Z buffer (detached first) and Direct3D device.
+// Releases a record's Z buffer (detached first), whether or not its device was made, and
+// its Direct3D device.
 void ReleaseSurfaceDevice(SurfaceRecord* record);
 // CreateSurface; when it fails and systemFallback is set, once more with system memory in
 // place of video memory. *out is null unless it succeeds.

@@ -151,15 +151,19 @@ void InitSurfaceRecord(SurfaceRecord* record, int32_t width, int32_t height, int
 }
 
 void ReleaseSurfaceDevice(SurfaceRecord* record) {
-    if (record->device == nullptr) return;
-    if (record->zBuffer != 0) {
+    // A Z buffer is released (detached first) also when the device set-up failed after it
+    // was attached, so that it does not outlive the surface. Before the set-up the field
+    // only holds the request flag 1.
+    if (record->zBuffer > 1) {
         auto zBuffer = reinterpret_cast<IDirectDrawSurface7*>(record->zBuffer);
         record->surface->DeleteAttachedSurface(0, zBuffer);
         zBuffer->Release();
         record->zBuffer = 0;
     }
-    record->device->Release();
-    record->device = nullptr;
+    if (record->device != nullptr) {
+        record->device->Release();
+        record->device = nullptr;
+    }
 }
 
 int32_t ReleaseSurfaceAt(int32_t index) {
@@ -233,12 +237,6 @@ ZORV_API ZorvCreateOffscreenSurface(int32_t index, int32_t width, int32_t height
         int32_t status = CreateSurfaceDevice(record);
         if (status != OK) {
             ReleaseSurfaceDevice(record);
-            if (record->zBuffer > 1) {
-                // A Z buffer attached before the device failed.
-                auto zBuffer = reinterpret_cast<IDirectDrawSurface7*>(record->zBuffer);
-                record->surface->DeleteAttachedSurface(0, zBuffer);
-                zBuffer->Release();
-            }
             record->zBuffer = 0;
             record->surface->Release();
             record->surface = nullptr;

@@ -23,7 +23,7 @@ const std::set<std::string> PENDING = {
     "ZorvGetPointColor", "ZorvGetRGBFromColorCode", "ZorvHSPToSurface",
     "ZorvHitTest", "ZorvHitTest2", "ZorvInitializeAnimationPattern", "ZorvInitializeCharacter",
     "ZorvMoveCharacter", "ZorvPaletteCopy", "ZorvPutCharacter",
-    "ZorvPutCharacterYSort", "ZorvPutChip", "ZorvPutChip2", "ZorvPutChip3", "ZorvPutChip4",
+    "ZorvPutCharacterYSort",
     "ZorvSetAnimationPattern", "ZorvSetCharacterAim", "ZorvSetCharacterAim2",
     "ZorvSetCharacterAnimation", "ZorvSetCharacterVariable",
     "ZorvSetPalette", "ZorvSetPen", "ZorvSetRelativeCharacter",
