@@ -1,7 +1,8 @@
 // Zorv demo: loads the plugin as the HSP host does, shows its maths and texts, then opens a
-// 640 x 480 windowed screen and presents a few seconds of animated frames at 60 frames per
-// second with the frame-rate text, saves a screenshot (demo.png beside the program) and
-// stops through ZorvExit. Texts are converted from Shift-JIS to UTF-8 for the terminal.
+// 640 x 480 windowed screen with a Direct3D back buffer and presents a few seconds of
+// animated frames at 60 frames per second: keyed tiles copied around, and chips drawn
+// rotating, scaling and fading, with the frame-rate text. It saves a screenshot (demo.png
+// beside the program) and stops through ZorvExit. Texts are converted from Shift-JIS to UTF-8 for the terminal.
 #include <cstdio>
 #include <string>
 
@@ -64,10 +65,11 @@ bool RunScreen(host::Screen& screen) {
     int32_t bits = GetDeviceCaps(desktop, BITSPIXEL);
     ReleaseDC(nullptr, desktop);
 
-    if (!Check("ZorvInitialize", plugin->Call("ZorvInitialize", screen.Arg(), 2, 0))) return false;
+    // Windowed, with the best Direct3D device for the back buffer (flag 8).
+    if (!Check("ZorvInitialize", plugin->Call("ZorvInitialize", screen.Arg(), 2, 1))) return false;
     if (!Check("ZorvCreateDD", plugin->Call("ZorvCreateDD", 0))) return false;
     if (!Check("ZorvInitializeSurface", plugin->Call("ZorvInitializeSurface", 4))) return false;
-    if (!Check("ZorvCreatePrimarySurface", plugin->Call("ZorvCreatePrimarySurface", WIDTH, HEIGHT, bits, 0),
+    if (!Check("ZorvCreatePrimarySurface", plugin->Call("ZorvCreatePrimarySurface", WIDTH, HEIGHT, bits, 8),
                65636)) {
         return false;
     }
@@ -82,7 +84,25 @@ bool RunScreen(host::Screen& screen) {
     }
     plugin->Call("ZorvSetPosition", 0, 0);
     plugin->Call("ZorvSetTransparentColor", 1, 0, 0);
+
+    // Chips: a 32-bit texture with four 32 x 32 cells (a ring of coloured boxes each). The
+    // texture's alpha is opaque (0xFF) where the boxes are: the fade multiplies it.
+    const int32_t OPAQUE_ALPHA = static_cast<int32_t>(0xFF000000u);
+    if (!Check("texture", plugin->Call("ZorvCreateOffscreenSurface", 2, 128, 32, 0x020 | 0x100))) return false;
+    plugin->Call("ZorvClearSurface", 0, 1);
+    plugin->Call("ZorvInitializeChip", 4);
+    const int32_t colours[4][3] = {{255, 80, 80}, {80, 255, 120}, {90, 140, 255}, {255, 230, 90}};
+    for (int32_t i = 0; i < 4; ++i) {
+        plugin->Call("ZorvSetPosition", i * 32 + 2, 2);
+        plugin->Call("ZorvBoxFill", 28, 28, OPAQUE_ALPHA | Code(32, colours[i][0], colours[i][1], colours[i][2]));
+        plugin->Call("ZorvSetPosition", i * 32 + 10, 10);
+        plugin->Call("ZorvBoxFill", 12, 12, OPAQUE_ALPHA | Code(32, 255, 255, 255));
+        plugin->Call("ZorvSetPosition", i * 32, 0);
+        plugin->Call("ZorvCreateChip", i, 32, 32);
+    }
     plugin->Call("ZorvSelectSurface", 0);
+    // Faded chips blend over the frame by their alpha.
+    plugin->Call("ZorvSetRenderState", 19, 5 /* SRCALPHA */, 20, 6 /* INVSRCALPHA */);
 
     std::vector<uint32_t> shot;
     for (int32_t frame = 0; frame < FRAMES; ++frame) {
@@ -95,6 +115,14 @@ bool RunScreen(host::Screen& screen) {
             int32_t angle = frame * 6 + i * 128;
             plugin->Call("ZorvSetPosition", 288 + Value("ZorvmiscCos2", angle, 180), 208 + Value("ZorvmiscSin2", angle, 150));
             plugin->Call("ZorvSurfaceToSurface", 1, 64, 64);
+        }
+        // Four chips turning, growing and shrinking, fading in and out.
+        for (int32_t i = 0; i < 4; ++i) {
+            plugin->Call("ZorvSetPosition", 140 + i * 120, 240);
+            int32_t scale = 256 + Value("ZorvmiscSin2", frame * 8 + i * 256, 200);
+            int32_t fade = 127 + Value("ZorvmiscCos2", frame * 5 + i * 200, 127);
+            int32_t status = plugin->Call("ZorvPutChip2", i, scale, frame * (4 + i) * (i % 2 ? -1 : 1), fade);
+            if (!Check("ZorvPutChip2", status)) return false;
         }
         plugin->Call("ZorvSetPosition", 0, 0);
         int32_t status = plugin->Call("ZorvUpdateScreen", FRAME_INTERVAL, 0, 0, 0);
