@@ -10,4 +10,7 @@ cmake --build build/native
 echo "== native =="
 build/native/bench/zorv_bench
 echo "== screen under Wine =="
-tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600
+# Render mode 2 (software rasterizer) for the frame loop, the pacing and the chips, then the
+# chip figures of render mode 1 (Direct3D).
+tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 2
+tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 1

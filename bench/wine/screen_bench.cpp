@@ -2,7 +2,9 @@
 //  1. frames per second of an empty 640 x 480 windowed frame loop with the pacing off
 //     (ZorvUpdateScreen with a frame interval of 0, the rate texts hidden);
 //  2. the pacing at 60 frames per second: the slot lengths seen by the script, their mean
-//     and the drift over the whole run.
+//     and the drift over the whole run;
+//  3. chips per second: ZorvPutChip of a 32 x 32 chip, and ZorvPutChip2 rotating it (render
+//     mode from the third argument: 1 Direct3D, 2 the software rasterizer).
 // Numbers are printed, never asserted: timing depends on the machine.
 #include <cmath>
 #include <cstdlib>
@@ -38,6 +40,7 @@ void HideRates() {
 int main(int argc, char** argv) {
     const char* file = argc > 1 ? argv[1] : "Zorv.hpi";
     const int frames = argc > 2 ? std::atoi(argv[2]) : 600;
+    const int renderMode = argc > 3 ? std::atoi(argv[3]) : 0;
     host::Plugin loaded(file);
     if (!loaded.Loaded()) return 1;
     plugin = &loaded;
@@ -45,9 +48,10 @@ int main(int argc, char** argv) {
     HDC desktop = GetDC(nullptr);
     int bits = GetDeviceCaps(desktop, BITSPIXEL);
     ReleaseDC(nullptr, desktop);
-    if (plugin->Call("ZorvInitialize", screen.Arg(), 2, 0) != 0 || plugin->Call("ZorvCreateDD", 0) != 0 ||
+    const int32_t screenFlags = renderMode == 1 ? 8 : 0;  // a Direct3D back buffer for mode 1
+    if (plugin->Call("ZorvInitialize", screen.Arg(), 2, renderMode) != 0 || plugin->Call("ZorvCreateDD", 0) != 0 ||
         plugin->Call("ZorvInitializeSurface", 2) != 0 ||
-        plugin->Call("ZorvCreatePrimarySurface", 640, 480, bits, 0) != 65636) {
+        plugin->Call("ZorvCreatePrimarySurface", 640, 480, bits, screenFlags) != 65636) {
         std::fprintf(stderr, "screen_bench: no screen\n");
         return 1;
     }
@@ -95,6 +99,32 @@ int main(int argc, char** argv) {
     std::printf("  slot lengths seen by the script:");
     for (const auto& slot : slots) std::printf(" %lums x %d", static_cast<unsigned long>(slot.first), slot.second);
     std::printf("\n");
+
+    // 3. Chips per second on the back buffer.
+    const int32_t textureFlags = renderMode == 1 ? 0x020 : 0;
+    if (plugin->Call("ZorvCreateOffscreenSurface", 1, 32, 32, textureFlags) == 0) {
+        plugin->Call("ZorvClearSurface", 0x00C08040, 1);
+        plugin->Call("ZorvInitializeChip", 1);
+        plugin->Call("ZorvCreateChip", 0, 32, 32);
+        plugin->Call("ZorvSelectSurface", 0);
+        const int chips = frames * 20;
+        start = Seconds();
+        for (int i = 0; i < chips; ++i) plugin->Call("ZorvPutChip", 0, 32 + (i * 37) % 576, 32 + (i * 23) % 416);
+        double plain = Seconds() - start;
+        std::printf("ZorvPutChip 32x32:                   %d chips in %.3f s = %.0f chips/s\n", chips, plain,
+                    chips / plain);
+        if (renderMode == 1 || renderMode == 2) {
+            const int turned = frames * 5;
+            start = Seconds();
+            for (int i = 0; i < turned; ++i) {
+                plugin->Call("ZorvSetPosition", 32 + (i * 37) % 576, 32 + (i * 23) % 416);
+                plugin->Call("ZorvPutChip2", 0, 256 + (i % 128), i * 7 + 1, 0);
+            }
+            double rotated = Seconds() - start;
+            std::printf("ZorvPutChip2 32x32 rotated (mode %d): %d chips in %.3f s = %.0f chips/s\n", renderMode,
+                        turned, rotated, turned / rotated);
+        }
+    }
 
     timeEndPeriod(1);
     plugin->Call("ZorvExit");
