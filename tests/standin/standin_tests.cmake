@@ -24,6 +24,17 @@ foreach(mode 3 4)
     --gtest_filter=Direct3DScreen.*:DeviceScreen.*)
 endforeach()
 
+# Chip drawing and the Direct3D state exports: blits in every mode, Direct3D quads and state
+# in the device modes, the software rasterizer in render mode 2.
+standin_plugin_test(plugin_chip_render0 standin --screen-mode=2 --render-mode=0
+  --gtest_filter=ChipBlits.*:ChipWithoutDirect3D.*)
+standin_plugin_test(plugin_chip_render2 standin --screen-mode=2 --render-mode=2
+  --gtest_filter=ChipBlits.*:ChipSoftware.*)
+foreach(mode 1 3 4)
+  standin_plugin_test(plugin_chip_render${mode} standin --screen-mode=2 --render-mode=${mode}
+    --gtest_filter=ChipDirect3D.*)
+endforeach()
+
 # ddraw.dll switched off, or without one of its two entry points.
 zorv_wine_test(NAME standin.plugin_no_ddraw PROGRAM standin/plugin_standin_tests.exe PREFIX standin
   ENV "WINEDLLOVERRIDES=ddraw=d" ARGS --missing=ddraw --gtest_filter=MissingDirectDraw.*)
