@@ -9,32 +9,9 @@ namespace standin {
 
 namespace {
 
-class Clipper final : public IDirectDrawClipper, public Counted {
+class Clipper final : public ComObject<IDirectDrawClipper, IID_IDirectDrawClipper> {
 public:
-    Clipper() : Counted(Kind::Clipper, "IDirectDrawClipper") { Register(static_cast<IDirectDrawClipper*>(this)); }
-
-    // ---- IUnknown ----
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-        HRESULT hr;
-        if (!Fail("QueryInterface", &hr)) {
-            if (out == nullptr) {
-                hr = E_POINTER;
-            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirectDrawClipper)) {
-                Hold();
-                *out = static_cast<IDirectDrawClipper*>(this);
-                hr = S_OK;
-            } else {
-                *out = nullptr;
-                hr = E_NOINTERFACE;
-            }
-        }
-        return Done("QueryInterface", args, hr);
-    }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
+    Clipper() : ComObject(Kind::Clipper, "IDirectDrawClipper") { Register(static_cast<IDirectDrawClipper*>(this)); }
 
     // ---- IDirectDrawClipper, in ddraw.h's order ----
 

@@ -92,10 +92,10 @@ std::string VertexText(const uint8_t* v, DWORD fvf) {
     return text + ")";
 }
 
-class Device3D final : public IDirect3DDevice7, public Counted {
+class Device3D final : public ComObject<IDirect3DDevice7, IID_IDirect3DDevice7> {
 public:
     Device3D(Counted* direct3D, int deviceClass, Surface* target)
-        : Counted(Kind::Device, "IDirect3DDevice7"), direct3D_(direct3D), class_(deviceClass), target_(target) {
+        : ComObject(Kind::Device, "IDirect3DDevice7"), direct3D_(direct3D), class_(deviceClass), target_(target) {
         direct3D_->Hold();
         target_->Hold();
         std::memset(&viewport_, 0, sizeof viewport_);
@@ -112,29 +112,6 @@ public:
         std::memset(stageStates_, 0, sizeof stageStates_);
         Register(static_cast<IDirect3DDevice7*>(this));
     }
-
-    // ---- IUnknown ----
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-        HRESULT hr;
-        if (!Fail("QueryInterface", &hr)) {
-            if (out == nullptr) {
-                hr = E_POINTER;
-            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirect3DDevice7)) {
-                Hold();
-                *out = static_cast<IDirect3DDevice7*>(this);
-                hr = S_OK;
-            } else {
-                *out = nullptr;
-                hr = E_NOINTERFACE;
-            }
-        }
-        return Done("QueryInterface", args, hr);
-    }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirect3DDevice7, in d3d.h's order ----
 

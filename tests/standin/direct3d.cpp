@@ -14,39 +14,22 @@ const char* const CLASS_DESCRIPTIONS[DEVICE_CLASS_COUNT] = {
     "Stand-in RGB Emulation", "Stand-in Direct3D HAL", "Stand-in Direct3D T&L HAL"};
 const char* const CLASS_NAMES[DEVICE_CLASS_COUNT] = {"RGB Emulation", "Direct3D HAL", "Direct3D T&L HAL"};
 
-class Direct3D final : public IDirect3D7, public Counted {
+class Direct3D final : public ComObject<IDirect3D7, IID_IDirect3D7> {
 public:
-    explicit Direct3D(Counted* directDraw) : Counted(Kind::Direct3D, "IDirect3D7"), directDraw_(directDraw) {
+    explicit Direct3D(Counted* directDraw) : ComObject(Kind::Direct3D, "IDirect3D7"), directDraw_(directDraw) {
         directDraw_->Hold();
         Register(static_cast<IDirect3D7*>(this));
     }
 
-    // ---- IUnknown ----
+    // ---- IUnknown: its DirectDraw object, besides itself ----
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-        HRESULT hr;
-        if (!Fail("QueryInterface", &hr)) {
-            if (out == nullptr) {
-                hr = E_POINTER;
-            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirect3D7)) {
-                Hold();
-                *out = static_cast<IDirect3D7*>(this);
-                hr = S_OK;
-            } else if (IsEqualGUID(iid, IID_IDirectDraw7)) {
-                directDraw_->Hold();
-                *out = const_cast<void*>(directDraw_->Iface());
-                hr = S_OK;
-            } else {
-                *out = nullptr;
-                hr = E_NOINTERFACE;
-            }
-        }
-        return Done("QueryInterface", args, hr);
+    bool QueryOther(REFIID iid, void** out, HRESULT* hr) override {
+        if (!IsEqualGUID(iid, IID_IDirectDraw7)) return false;
+        directDraw_->Hold();
+        *out = const_cast<void*>(directDraw_->Iface());
+        *hr = S_OK;
+        return true;
     }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirect3D7, in d3d.h's order ----
 

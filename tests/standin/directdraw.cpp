@@ -59,9 +59,9 @@ bool Matches(const DDSURFACEDESC2* filter, const DDSURFACEDESC2& mode) {
 }
 
 // final: Release deletes through the concrete type, and no destructor joins the vtable.
-class DirectDraw7 final : public IDirectDraw7, public Counted {
+class DirectDraw7 final : public ComObject<IDirectDraw7, IID_IDirectDraw7> {
 public:
-    explicit DirectDraw7(int device) : Counted(Kind::DirectDraw, "IDirectDraw7"), device_(device) {
+    explicit DirectDraw7(int device) : ComObject(Kind::DirectDraw, "IDirectDraw7"), device_(device) {
         Register(static_cast<IDirectDraw7*>(this));
     }
 
@@ -69,41 +69,23 @@ public:
     Counted* primary = nullptr;    // its primary surface while there is one
     Counted* direct3D = nullptr;   // its IDirect3D7 while there is one
 
-    // ---- IUnknown ----
+    // ---- IUnknown: its Direct3D object, besides itself ----
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-        HRESULT hr;
-        if (!Fail("QueryInterface", &hr)) {
-            if (out == nullptr) {
-                hr = E_POINTER;
-            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirectDraw7)) {
-                Hold();
-                *out = static_cast<IDirectDraw7*>(this);
-                hr = S_OK;
-            } else if (IsEqualGUID(iid, IID_IDirect3D7)) {
-                // One Direct3D object per DirectDraw object, as long as somebody holds it.
-                hr = S_OK;
-                if (direct3D != nullptr) {
-                    direct3D->Hold();
-                    *out = const_cast<void*>(direct3D->Iface());
-                } else {
-                    IDirect3D7* made = NewDirect3D(this);
-                    *out = made;
-                    if (made == nullptr) hr = E_OUTOFMEMORY;
-                    direct3D = FindObject(made, Kind::Direct3D);
-                }
-            } else {
-                *out = nullptr;
-                hr = E_NOINTERFACE;
-            }
+    bool QueryOther(REFIID iid, void** out, HRESULT* hr) override {
+        if (!IsEqualGUID(iid, IID_IDirect3D7)) return false;
+        // One Direct3D object per DirectDraw object, as long as somebody holds it.
+        *hr = S_OK;
+        if (direct3D != nullptr) {
+            direct3D->Hold();
+            *out = const_cast<void*>(direct3D->Iface());
+        } else {
+            IDirect3D7* made = NewDirect3D(this);
+            *out = made;
+            if (made == nullptr) *hr = E_OUTOFMEMORY;
+            direct3D = FindObject(made, Kind::Direct3D);
         }
-        return Done("QueryInterface", args, hr);
+        return true;
     }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirectDraw7: what device and display-mode choice needs ----
 

@@ -17,10 +17,10 @@ int EntryCount(DWORD flags) {
     return 256;
 }
 
-class Palette final : public IDirectDrawPalette, public Counted {
+class Palette final : public ComObject<IDirectDrawPalette, IID_IDirectDrawPalette> {
 public:
     Palette(Counted* directDraw, DWORD flags, const PALETTEENTRY* entries)
-        : Counted(Kind::Palette, "IDirectDrawPalette"), directDraw_(directDraw), flags_(flags),
+        : ComObject(Kind::Palette, "IDirectDrawPalette"), directDraw_(directDraw), flags_(flags),
           count_(EntryCount(flags)) {
         std::memset(entries_, 0, sizeof entries_);
         std::memcpy(entries_, entries, sizeof(PALETTEENTRY) * static_cast<size_t>(count_));
@@ -32,29 +32,6 @@ public:
         std::memcpy(out, entries_, sizeof(PALETTEENTRY) * static_cast<size_t>(count_));
         return count_;
     }
-
-    // ---- IUnknown ----
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-        HRESULT hr;
-        if (!Fail("QueryInterface", &hr)) {
-            if (out == nullptr) {
-                hr = E_POINTER;
-            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirectDrawPalette)) {
-                Hold();
-                *out = static_cast<IDirectDrawPalette*>(this);
-                hr = S_OK;
-            } else {
-                *out = nullptr;
-                hr = E_NOINTERFACE;
-            }
-        }
-        return Done("QueryInterface", args, hr);
-    }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirectDrawPalette, in ddraw.h's order ----
 

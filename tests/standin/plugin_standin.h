@@ -118,6 +118,17 @@ protected:
         return Call("ZorvCreatePrimarySurface", WIDTH, HEIGHT, depth, flags);
     }
     static bool WindowVisible() { return IsWindowVisible(hostScreen->Window()) != FALSE; }
+    // A screen creation spoilt by the failure rule (call, nth, hr), with the window shown
+    // first so that a test sees whether the failure hides it again. Checks the plugin's code
+    // and the DirectX result it kept; gives the log of the creation alone.
+    static Lines FailedCreation(const char* call, int nth, HRESULT hr, int32_t code, int32_t depth) {
+        ShowWindow(hostScreen->Window(), SW_SHOW);
+        control.Fail(call, nth, hr);
+        TakeLog();
+        EXPECT_EQ(code, CreateScreen(depth, 0));
+        EXPECT_EQ(static_cast<int32_t>(hr), LastDxResult());
+        return TakeLog();
+    }
     // The window's client origin in screen coordinates, where a windowed screen presents.
     static RECT PresentRect();
 };

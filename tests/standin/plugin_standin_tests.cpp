@@ -516,12 +516,7 @@ TEST_F(WindowedScreen, EveryFailureRowOfTheCreation) {
     const LONG hostProc = GetWindowLongA(window, GWL_WNDPROC);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.code);
-        ShowWindow(window, SW_SHOW);
-        control.Fail(row.call, row.nth, row.hr);
-        TakeLog();
-        EXPECT_EQ(row.code, CreateScreen(32, 0));
-        EXPECT_EQ(static_cast<int32_t>(row.hr), LastDxResult());
-        Lines log = TakeLog();
+        Lines log = FailedCreation(row.call, row.nth, row.hr, row.code, 32);
         if (row.released) {
             // Everything given back: only the DirectDraw object lives, the window is hidden
             // and has its own procedure, the cooperative level is normal again.
@@ -846,12 +841,7 @@ TEST_F(FullScreen, EveryFailureRowOfTheCreation) {
     const LONG hostProc = GetWindowLongA(window, GWL_WNDPROC);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.code);
-        ShowWindow(window, SW_SHOW);
-        control.Fail(row.call, row.nth, row.hr);
-        TakeLog();
-        EXPECT_EQ(row.code, CreateScreen(16, 0));
-        EXPECT_EQ(static_cast<int32_t>(row.hr), LastDxResult());
-        Lines log = TakeLog();
+        Lines log = FailedCreation(row.call, row.nth, row.hr, row.code, 16);
         if (row.released) {
             EXPECT_EQ(1, control.LiveObjects()) << control.LiveObjectsText();
             EXPECT_FALSE(WindowVisible());
@@ -914,12 +904,7 @@ TEST_F(FullScreen, PaletteFailureRows) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.code);
-        ShowWindow(hostScreen->Window(), SW_SHOW);
-        control.Fail(row.call, 1, row.hr);
-        TakeLog();
-        EXPECT_EQ(row.code, CreateScreen(8, 0));
-        EXPECT_EQ(static_cast<int32_t>(row.hr), LastDxResult());
-        Lines log = TakeLog();
+        Lines log = FailedCreation(row.call, 1, row.hr, row.code, 8);
         EXPECT_EQ(1u, Containing(log, "RestoreDisplayMode").size());
         EXPECT_EQ(NORMAL_LEVEL, log.back());
         EXPECT_FALSE(WindowVisible());

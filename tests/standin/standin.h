@@ -421,24 +421,10 @@ struct Control {
     Interface* Object(int n) const { return object ? static_cast<Interface*>(object(n)) : nullptr; }
     int RefCount(const void* iface) const { return refCount ? refCount(iface) : -1; }
     // The live objects, one per line.
-    std::string LiveObjectsText() const {
-        if (!liveObjectsText) return std::string();
-        int length = liveObjectsText(nullptr, 0);
-        std::string text(static_cast<size_t>(length) + 1, '\0');
-        liveObjectsText(&text[0], length + 1);
-        text.resize(static_cast<size_t>(length));
-        return text;
-    }
+    std::string LiveObjectsText() const { return Text(liveObjectsText); }
 
     // The whole log as one text, each line followed by '\n'.
-    std::string LogText() const {
-        if (!logText) return std::string();
-        int length = logText(nullptr, 0);
-        std::string text(static_cast<size_t>(length) + 1, '\0');
-        logText(&text[0], length + 1);
-        text.resize(static_cast<size_t>(length));
-        return text;
-    }
+    std::string LogText() const { return Text(logText); }
     // The log as lines.
     std::vector<std::string> Log() const {
         std::vector<std::string> lines;
@@ -455,6 +441,16 @@ struct Control {
 
 private:
     void* Find(const char* name) const { return reinterpret_cast<void*>(GetProcAddress(module, name)); }
+    // The text a (buffer, size) export writes: asked for its length first, then fetched
+    // with room for the terminating NUL.
+    static std::string Text(int(__cdecl* fetch)(char* buffer, int size)) {
+        if (!fetch) return std::string();
+        int length = fetch(nullptr, 0);
+        std::string text(static_cast<size_t>(length) + 1, '\0');
+        fetch(&text[0], length + 1);
+        text.resize(static_cast<size_t>(length));
+        return text;
+    }
 };
 
 }  // namespace standin

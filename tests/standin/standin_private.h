@@ -119,6 +119,43 @@ private:
     bool registered_ = false;
 };
 
+// The IUnknown every COM object of the stand-in implements the same way, so it lives once:
+// QueryInterface gives the object itself for IID_IUnknown and OwnIid (E_POINTER for a NULL
+// out, else E_NOINTERFACE with *out NULL), AddRef and Release are the logged counts. Each
+// of the three is logged like any method, and QueryInterface may be failed.
+template <class Com, const IID& OwnIid>
+class ComObject : public Com, public Counted {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
+        HRESULT hr;
+        if (!Fail("QueryInterface", &hr)) {
+            if (out == nullptr) {
+                hr = E_POINTER;
+            } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, OwnIid)) {
+                Hold();
+                *out = static_cast<Com*>(this);
+                hr = S_OK;
+            } else if (!QueryOther(iid, out, &hr)) {
+                *out = nullptr;
+                hr = E_NOINTERFACE;
+            }
+        }
+        return Done("QueryInterface", args, hr);
+    }
+
+    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
+
+protected:
+    ComObject(Kind kind, const char* interfaceName) : Counted(kind, interfaceName) {}
+
+    // For an object that also answers another interface id (the DirectDraw object gives its
+    // Direct3D object): sets *out, holding what it gives, and *hr, and returns true; false
+    // when iid is not one of them.
+    virtual bool QueryOther(REFIID /*iid*/, void** /*out*/, HRESULT* /*hr*/) { return false; }
+};
+
 // The live object whose interface pointer this is, if it is of that kind; else nullptr.
 Counted* FindObject(const void* iface, Kind kind);
 // Every live object of a kind, in the order they were made.

@@ -24,7 +24,7 @@ struct SurfaceRequest {
 HRESULT CreateSurfaces(const SurfaceRequest& request, const DDSURFACEDESC2& desc, IDirectDrawSurface7** out,
                        Counted** madePrimary);
 
-class Surface final : public IDirectDrawSurface7, public Counted {
+class Surface final : public ComObject<IDirectDrawSurface7, IID_IDirectDrawSurface7> {
 public:
     // The live surface behind an interface pointer, or nullptr.
     static Surface* From(const void* iface) { return static_cast<Surface*>(FindObject(iface, Kind::Surface)); }
@@ -46,11 +46,6 @@ public:
     void MarkLost() { lost_ = true; }
     // The flipping chain: the front buffer gets its back buffers in order.
     void AddBackBuffer(Surface* back);
-
-    // ---- IUnknown ----
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override { return LoggedAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override { return LoggedRelease(); }
 
     // ---- IDirectDrawSurface7, in ddraw.h's order ----
     HRESULT STDMETHODCALLTYPE AddAttachedSurface(LPDIRECTDRAWSURFACE7 surface) override;

@@ -49,7 +49,7 @@ RECT Whole(int width, int height) { return RECT{0, 0, width, height}; }
 // ---- Creation ----
 
 Surface::Surface(Counted* directDraw, int width, int height, const DDPIXELFORMAT& format, DWORD caps, DWORD caps2)
-    : Counted(Kind::Surface, "IDirectDrawSurface7"), directDraw_(directDraw), width_(width), height_(height),
+    : ComObject(Kind::Surface, "IDirectDrawSurface7"), directDraw_(directDraw), width_(width), height_(height),
       format_(format), caps_(caps), caps2_(caps2) {
     if (!memory_.Create(width, height, format)) return;
     directDraw_->Hold();
@@ -209,26 +209,6 @@ void Surface::Describe(DDSURFACEDESC2* desc) const {
         desc->dwFlags |= DDSD_CKSRCOVERLAY;
         desc->ddckCKSrcOverlay = keys_[KEY_SRC_OVERLAY];
     }
-}
-
-// ---- IUnknown ----
-
-HRESULT Surface::QueryInterface(REFIID iid, void** out) {
-    std::string args = "iid=" + IidText(iid) + ", out=" + Pointer(out);
-    HRESULT hr;
-    if (!Fail("QueryInterface", &hr)) {
-        if (out == nullptr) {
-            hr = E_POINTER;
-        } else if (IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IDirectDrawSurface7)) {
-            Hold();
-            *out = Interface();
-            hr = S_OK;
-        } else {
-            *out = nullptr;
-            hr = E_NOINTERFACE;
-        }
-    }
-    return Done("QueryInterface", args, hr);
 }
 
 // ---- Attachments ----
