@@ -9,6 +9,8 @@ cmake -S . -B build/native -G Ninja -DCMAKE_BUILD_TYPE=Release
 cmake --build build/native
 echo "== native =="
 build/native/bench/zorv_bench
+echo "== software quad rasterizer against pixman's nearest-neighbour composite =="
+build/native/bench/zorv_raster_bench
 echo "== screen under Wine =="
 # Render mode 2 (software rasterizer) for the frame loop, the pacing and the chips, then the
 # chip figures of render mode 1 (Direct3D).

@@ -10,11 +10,16 @@
 // Coordinates live in 16 bits: corners, edge points and span differences wrap like signed
 // 16-bit values, and every pixel is tested or placed by its wrapped position.
 //
-// Speed: the loops are templates on the pixel size, the colour key and clipping, sixteen
-// instantiations picked once per call, so the inner loop has no branch on format or key. The
-// per-pixel decisions (diagonal move, next source column, key, bounds) are selects and masks
-// rather than branches, since their patterns are data-dependent and would mispredict. A
-// straight span that reads one source column per pixel is a plain run copy.
+// Speed. The loops are templates on the pixel size, the colour key and clipping, sixteen
+// instantiations picked once per call, so no inner loop branches on format or key state. Every
+// path writes exactly the pixels of the walk above, in an order that gives the same result:
+//  - a chip turned by a multiple of 90 degrees (scaled or mirrored) is a rectangle whose
+//    pixels are each written once: rows are run copies, columns are drawn in tiles;
+//  - any other span replays a recorded walk of the same difference vector (a turned chip's
+//    spans share one or two), which leaves no dependency chain from pixel to pixel;
+//  - spans too long to record are walked step by step with masks instead of branches;
+//  - on the clipped path a span is cut to the index interval that can land, so its per-pixel
+//    work is that of the unclipped path and a far-reaching span costs only its visible part.
 #include "chip/quad_raster.h"
 
 #include <cstddef>
@@ -597,7 +602,7 @@ inline void DrawTileRow(uint8_t* dst, const uint8_t* src, ptrdiff_t pitch, const
                         uint32_t keyCode) {
     constexpr ptrdiff_t STEP = Dir * Pixel::BYTES;
     if (rows == nullptr) {
-#pragma GCC unroll 4
+#pragma GCC unroll 8
         for (int32_t t = 0; t < n; ++t) Plot<Pixel, Keyed>(dst + t * STEP, Pixel::Load(src + t * pitch), keyCode);
         return;
     }

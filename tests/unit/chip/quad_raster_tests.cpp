@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <sstream>
@@ -513,18 +515,22 @@ TEST(QuadRasterCases, StraightSpansOfAnyQuadMatchTheReference) {
 
 TEST(QuadRasterCases, SpansLongerThanRecordedShapesMatchTheReference) {
     std::mt19937 random(77);
-    for (int32_t i = 0; i < 64; ++i) {
+    // Every pixel size, keyed and plain, and three draw areas: the whole surface, one cutting
+    // the spans, and one holding only the top spans whole.
+    const RasterClip clips[3] = {{0, 0, 1099, 47}, {100, 0, 900, 40}, {0, 0, 1099, 8}};
+    for (int32_t i = 0; i < 96; ++i) {
         const int32_t bytes = 1 + i % 4;
+        const bool keyed = (i / 4) % 2 != 0;
         Chip chip(1 + static_cast<int32_t>(random() % 900), 1 + static_cast<int32_t>(random() % 12), bytes);
         Canvas canvas(1100, 48, bytes);
         const int32_t x0 = 2 + static_cast<int32_t>(random() % 40);
-        const int32_t length = 520 + static_cast<int32_t>(random() % 540);
+        const int32_t length = 520 + static_cast<int32_t>(random() % 500);
         const int32_t rise = static_cast<int32_t>(random() % 30);
         const int32_t depth = 1 + static_cast<int32_t>(random() % 12);
         const RasterQuad quad = Quad(x0, 2, x0 + length, 2 + rise, x0 + length - 1, 2 + rise + depth, x0, 2 + depth);
-        const RasterClip clip = i % 3 == 0 ? RasterClip{100, 0, 900, 40} : WholeOf(canvas);
-        DrawChecked(canvas, clip, quad, chip.Source(i % 2 == 0, chip.Get(0, 0)), chip.Rect(), "long" + std::to_string(i));
-        EXPECT_GT(canvas.CountNot(0), 500) << "case " << i << ", " << Describe(quad);
+        DrawChecked(canvas, clips[(i / 8) % 3], quad, chip.Source(keyed, chip.Get(0, 0)), chip.Rect(),
+                    "long" + std::to_string(i));
+        EXPECT_GT(canvas.CountNot(0), 100) << "case " << i << ", " << Describe(quad);
     }
 }
 
@@ -714,6 +720,38 @@ TEST(QuadRasterClip, SpanWrappingOnBothAxesComesBackIntoTheSurface) {
     EXPECT_EQ(31, canvas.CountNot(0));
 }
 
+TEST(QuadRasterClip, RectangleWhoseSpansWrapComesBackIntoTheSurface) {
+    Chip chip(8, 4, 2);
+    Canvas canvas(40, 12, 2);
+    // Straight rows from x = -32768 to x = 0: the difference +32768 is -32768 in 16 bits, so
+    // each row walks left from -32768, wraps to 32767 and ends on x = 0, reading column 7 there.
+    DrawChecked(canvas, RasterClip{0, 0, 39, 11}, Quad(-32768, 2, 0, 2, 0, 5, -32768, 5), chip.Source(), chip.Rect());
+    for (int32_t y = 2; y <= 5; ++y) EXPECT_EQ(chip.Get(7, y - 2), canvas.Get(0, y)) << y;
+    EXPECT_EQ(40 * 4, canvas.CountNot(0));
+}
+
+TEST(QuadRasterClip, WrapsIntoTheFarEdgeOfAVeryWideSurface) {
+    Chip chip(9, 9, 1);
+    // Spans start near x = -32766 and step left past -32768 (16-bit differences of -8 and -4),
+    // coming back on the surface's last columns: along their major axis (rows of 9 pixels) and
+    // along their minor one (steep spans, 4 columns over 9 rows).
+    for (const RasterQuad& quad : {Quad(-32764, 0, -32772, 1, 32764, 6, -32764, 5),
+                                   Quad(-32766, 0, 32766, 8, 32766, 9, -32766, 1)}) {
+        Canvas canvas(32767, 12, 1);
+        DrawChecked(canvas, RasterClip{0, 0, 32766, 11}, quad, chip.Source(), chip.Rect());
+        EXPECT_GT(canvas.CountNot(0), 0) << Describe(quad);
+    }
+}
+
+TEST(QuadRasterClip, CrossedQuadWithStraightEdgesMatchesTheReference) {
+    Chip chip(11, 11, 4);
+    Canvas canvas(24, 24, 4);
+    // Both edges straight and as long, but running opposite ways: not a rectangle.
+    DrawChecked(canvas, WholeOf(canvas), Quad(2, 2, 12, 2, 12, 12, 2, 12 - 20), chip.Source(), chip.Rect());
+    DrawChecked(canvas, WholeOf(canvas), Quad(2, 4, 12, 4, 12, -6, 2, 14), chip.Source(), chip.Rect());
+    EXPECT_GT(canvas.CountNot(0), 20);
+}
+
 TEST(QuadRasterClip, EmptyDrawAreaDrawsNothing) {
     Chip chip(8, 8, 4);
     Canvas canvas(16, 16, 4);
@@ -796,8 +834,7 @@ struct RandomCase {
     int32_t height = 0;
     int32_t chipWidth = 0;
     int32_t chipHeight = 0;
-    bool keyed = false;
-    uint32_t keyCode = 0;
+    bool keyed = false;  // the key code is drawn from the chip's pixels in RunCase
     RasterClip clip{};
     RasterQuad quad{};
     bool lockedOrigin = false;
