@@ -46,7 +46,7 @@ zorv_wine_test(NAME wine.initialize PROGRAM zorv_wine_tests.exe ARGS --plugin=Zo
 # desktop (Xvfb at 16 bits gives Wine a 5-6-5 primary).
 foreach(mode 1 2 3)
   zorv_wine_test(NAME wine.screen_render${mode} PROGRAM zorv_wine_tests.exe PREFIX alt
-    ARGS --plugin=Zorv.hpi --render-mode=${mode} --gtest_filter=Screen.*)
+    ARGS --plugin=Zorv.hpi --render-mode=${mode} --pictures=. --gtest_filter=Screen.*)
 endforeach()
 zorv_wine_test(NAME wine.screen_depth16 PROGRAM zorv_wine_tests.exe DEPTH 16 PREFIX alt
   ARGS --plugin=Zorv.hpi --render-mode=2 --gtest_filter=Screen.*)

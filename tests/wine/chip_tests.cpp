@@ -214,3 +214,102 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     ASSERT_EQ(0, plugin->Call("ZorvPutChip3", corners.Arg(), 1, 0));
     SaveScene(mode == 2 ? "chips_render2.png" : mode == 1 ? "chips_render1.png" : "chips_render3.png");
 }
+
+namespace {
+
+// Raw dumps let the render-mode-2 run put its scene beside the one the render-mode-1 run
+// left in the same folder (the runs are separate processes, one after the other).
+bool WriteRaw(const std::string& path, const Pixels& pixels) {
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    DWORD written = 0;
+    int32_t size[2] = {pixels.width, pixels.height};
+    WriteFile(file, size, sizeof size, &written, nullptr);
+    WriteFile(file, pixels.values.data(), static_cast<DWORD>(pixels.values.size() * 4), &written, nullptr);
+    CloseHandle(file);
+    return true;
+}
+
+bool ReadRaw(const std::string& path, Pixels* pixels) {
+    HANDLE file = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    DWORD read = 0;
+    int32_t size[2] = {0, 0};
+    ReadFile(file, size, sizeof size, &read, nullptr);
+    pixels->width = size[0];
+    pixels->height = size[1];
+    pixels->bits = 32;
+    pixels->values.resize(static_cast<size_t>(size[0]) * size[1]);
+    ReadFile(file, pixels->values.data(), static_cast<DWORD>(pixels->values.size() * 4), &read, nullptr);
+    CloseHandle(file);
+    pixels->ok = read == pixels->values.size() * 4;
+    return pixels->ok;
+}
+
+}  // namespace
+
+// One scene with chips drawn every way: plain, scaled, rotated, faded and onto four points.
+// Render mode 1 draws the transformed chips from a texture by Direct3D, render mode 2 with
+// the software rasterizer; the pictures are saved side by side for a person to compare.
+TEST_F(Screen, ChipSceneEveryWay) {
+    const int32_t mode = wine_tests::renderMode;
+    if (mode != 1 && mode != 2) GTEST_SKIP() << "the scene compares render modes 1 and 2";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    MakeChipScene(0, mode == 1 ? 0x008 : 0);  // chips 0 and 1 on surface 1, target surface 2
+    int32_t transformed = 1;
+    if (mode == 1) {
+        // Direct3D draws from a texture: the same picture copied into one (from the source's
+        // position, so that goes back to its corner first).
+        ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 1));
+        ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 0, 0));
+        ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 3, 64, 32, 0x100 | 0x020));
+        ASSERT_EQ(0, plugin->Call("ZorvSurfaceToSurface", 1, 64, 32));
+        ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 32, 0));
+        ASSERT_EQ(0, plugin->Call("ZorvCreateChip", 2, 32, 32));
+        transformed = 2;
+        ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 2));
+        ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", 19, D3DBLEND_SRCALPHA, 20, D3DBLEND_INVSRCALPHA));
+    }
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip", 0, 24, 30));                       // plain
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 70, 30));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip4", 0, 384, 256));                   // scaled 1.5 x 1
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 125, 30));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", transformed, 256, 128, 0));      // rotated 45 degrees
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 24, 85));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", transformed, 384, -200, 0));     // scaled and rotated
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 80, 85));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", transformed, 256, 0, 160));      // faded (Direct3D only)
+    Variable corners = Variable::Int(8);
+    const int32_t trapezoid[8] = {120, 70, 160, 70, 185, 112, 105, 112};
+    for (int i = 0; i < 8; ++i) corners.Ints()[i] = trapezoid[i];
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip3", corners.Arg(), transformed, 0));  // four points
+    Pixels scene = Target();
+    ASSERT_TRUE(scene.ok);
+    // The plain chip is exact in both modes.
+    EXPECT_EQ(SourceCode(5, 5), scene.At(24 - 16 + 5, 30 - 16 + 5) & 0x00FFFFFFu);
+    // Something of every other chip landed near where it should.
+    for (POINT p : {POINT{70, 30}, POINT{125, 30}, POINT{24, 85}, POINT{145, 100}}) {
+        EXPECT_NE(BACKGROUND, scene.At(p.x, p.y) & 0x00FFFFFFu) << p.x << "," << p.y;
+    }
+
+    if (wine_tests::pictureFolder.empty()) return;
+    const std::string folder = wine_tests::pictureFolder + "\\";
+    if (mode == 1) {
+        WriteRaw(folder + "chips_scene_render1.raw", scene);
+        return;
+    }
+    Pixels left;
+    if (!ReadRaw(folder + "chips_scene_render1.raw", &left) || left.width != scene.width) return;
+    Pixels both;
+    both.width = scene.width * 2 + 8;
+    both.height = scene.height;
+    both.bits = 32;
+    both.values.assign(static_cast<size_t>(both.width) * both.height, 0xFFFFFFu);
+    for (int32_t y = 0; y < scene.height; ++y) {
+        for (int32_t x = 0; x < scene.width; ++x) {
+            both.values[static_cast<size_t>(y) * both.width + x] = left.At(x, y) & 0xFFFFFFu;
+            both.values[static_cast<size_t>(y) * both.width + scene.width + 8 + x] = scene.At(x, y) & 0xFFFFFFu;
+        }
+    }
+    wine_tests::SavePng((folder + "chips_render1_and_render2.png").c_str(), both);
+}
