@@ -144,6 +144,7 @@ bool RunScreen(host::Screen& screen) {
 
 int main(int argc, char** argv) {
     const char* file = argc > 1 ? argv[1] : "Zorv.hpi";
+    host::UseUnmanagedWindows();
     host::Plugin loaded(file);
     if (!loaded.Loaded()) {
         std::fprintf(stderr, "demo: cannot load %s\n", file);

@@ -41,6 +41,7 @@ int main(int argc, char** argv) {
     const char* file = argc > 1 ? argv[1] : "Zorv.hpi";
     const int frames = argc > 2 ? std::atoi(argv[2]) : 600;
     const int renderMode = argc > 3 ? std::atoi(argv[3]) : 0;
+    host::UseUnmanagedWindows();
     host::Plugin loaded(file);
     if (!loaded.Loaded()) return 1;
     plugin = &loaded;

@@ -122,6 +122,12 @@ std::vector<uint32_t> CaptureScreen(HWND window, int x, int y, int width, int he
 // Writes 0x00RRGGBB pixels (rows top-down) as a PNG file.
 bool SavePng(const char* path, const std::vector<uint32_t>& pixels, int width, int height);
 
+// Under Xvfb there is no window manager, and Wine waits two seconds for one whenever a
+// managed window is hidden, which the screen release does every time. Makes this program's
+// windows unmanaged (Wine's per-program setting, read when its display driver starts with the
+// first window, so call it before any window exists); on Windows the key means nothing.
+void UseUnmanagedWindows();
+
 // Pumps the thread's pending window messages.
 void PumpMessages();
 

@@ -254,27 +254,10 @@ RECT PluginTest::PresentRect() {
 
 }  // namespace standin_tests
 
-namespace {
-
-// Under Xvfb there is no window manager, and Wine waits two seconds for one whenever a managed
-// window is hidden, which screen release does every time. This program's windows are made
-// unmanaged (Wine's per-program setting, read when its display driver starts with the first
-// window); on Windows the key means nothing.
-void UnmanagedWindows() {
-    HKEY key = nullptr;
-    if (RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\Wine\\AppDefaults\\plugin_standin_tests.exe\\X11 Driver", 0,
-                        nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr) != ERROR_SUCCESS) {
-        return;
-    }
-    RegSetValueExA(key, "Managed", 0, REG_SZ, reinterpret_cast<const BYTE*>("N"), 2);
-    RegCloseKey(key);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    UnmanagedWindows();
+    host::UseUnmanagedWindows();
     std::string file = "Zorv.hpi";
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--plugin=", 9) == 0) file = argv[i] + 9;

@@ -32,6 +32,7 @@ std::string ErrorText(int32_t selector) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    host::UseUnmanagedWindows();
     std::string file = "Zorv.hpi";
     for (int i = 1; i < argc; ++i) {
         if (std::strncmp(argv[i], "--plugin=", 9) == 0) file = argv[i] + 9;

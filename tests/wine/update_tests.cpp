@@ -45,11 +45,12 @@ void SetRateDisplay(const char* name, int32_t flags, int32_t x, int32_t y) {
 
 // Wine throttles its windowed front-buffer updates: a present that follows another too soon
 // reaches the window only with the next one. So the frame is presented again, as a game's
-// loop would, until the given client pixel shows the expected colour (up to a second); then
-// the client area is captured.
+// loop would, until the given client pixel shows the expected colour; then
+// the client area is captured. A window shown again after a release may take a moment more
+// before X maps it, so this waits up to five seconds.
 std::vector<uint32_t> CaptureWhen(HWND window, int32_t x, int32_t y, uint32_t colour) {
     std::vector<uint32_t> shot;
-    for (int attempt = 0; attempt < 50; ++attempt) {
+    for (int attempt = 0; attempt < 250; ++attempt) {
         host::PumpMessages();
         shot = host::CaptureScreen(window, 0, 0, WIDTH, HEIGHT);
         if (shot[static_cast<size_t>(y) * WIDTH + x] == colour) break;
