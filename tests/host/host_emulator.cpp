@@ -5,6 +5,7 @@
 #include <stb_image_write.h>
 
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 
@@ -274,6 +275,19 @@ void UseUnmanagedWindows() {
     }
     RegSetValueExA(key, "Managed", 0, REG_SZ, reinterpret_cast<const BYTE*>("N"), 2);
     RegCloseKey(key);
+}
+
+std::string OptionText(int argc, char** argv, const char* prefix, const char* fallback) {
+    const size_t length = std::strlen(prefix);
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], prefix, length) == 0) return argv[i] + length;
+    }
+    return fallback;
+}
+
+int32_t OptionInt(int argc, char** argv, const char* prefix, int32_t fallback) {
+    std::string text = OptionText(argc, argv, prefix, "");
+    return text.empty() ? fallback : static_cast<int32_t>(std::strtol(text.c_str(), nullptr, 10));
 }
 
 void PumpMessages() {

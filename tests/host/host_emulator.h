@@ -128,6 +128,11 @@ bool SavePng(const char* path, const std::vector<uint32_t>& pixels, int width, i
 // first window, so call it before any window exists); on Windows the key means nothing.
 void UseUnmanagedWindows();
 
+// The test programs' "--name=value" options: the value after prefix (such as "--plugin="),
+// or the fallback when the option is not given.
+std::string OptionText(int argc, char** argv, const char* prefix, const char* fallback);
+int32_t OptionInt(int argc, char** argv, const char* prefix, int32_t fallback);
+
 // Pumps the thread's pending window messages.
 void PumpMessages();
 

@@ -258,13 +258,10 @@ RECT PluginTest::PresentRect() {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     host::UseUnmanagedWindows();
-    std::string file = "Zorv.hpi";
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--plugin=", 9) == 0) file = argv[i] + 9;
-        if (std::strncmp(argv[i], "--screen-mode=", 14) == 0) standin_tests::screenMode = std::atoi(argv[i] + 14);
-        if (std::strncmp(argv[i], "--render-mode=", 14) == 0) standin_tests::renderMode = std::atoi(argv[i] + 14);
-        if (std::strncmp(argv[i], "--missing=", 10) == 0) standin_tests::missing = argv[i] + 10;
-    }
+    const std::string file = host::OptionText(argc, argv, "--plugin=", "Zorv.hpi");
+    standin_tests::screenMode = host::OptionInt(argc, argv, "--screen-mode=", standin_tests::screenMode);
+    standin_tests::renderMode = host::OptionInt(argc, argv, "--render-mode=", standin_tests::renderMode);
+    standin_tests::missing = host::OptionText(argc, argv, "--missing=", standin_tests::missing.c_str());
     host::Plugin plugin(file);
     if (!plugin.Loaded()) {
         std::fprintf(stderr, "cannot load %s (error %lu)\n", file.c_str(), GetLastError());

@@ -33,13 +33,10 @@ std::string ErrorText(int32_t selector) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     host::UseUnmanagedWindows();
-    std::string file = "Zorv.hpi";
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--plugin=", 9) == 0) file = argv[i] + 9;
-        if (std::strncmp(argv[i], "--screen-mode=", 14) == 0) wine_tests::screenMode = std::atoi(argv[i] + 14);
-        if (std::strncmp(argv[i], "--render-mode=", 14) == 0) wine_tests::renderMode = std::atoi(argv[i] + 14);
-        if (std::strncmp(argv[i], "--pictures=", 11) == 0) wine_tests::pictureFolder = argv[i] + 11;
-    }
+    const std::string file = host::OptionText(argc, argv, "--plugin=", "Zorv.hpi");
+    wine_tests::screenMode = host::OptionInt(argc, argv, "--screen-mode=", 2);
+    wine_tests::renderMode = host::OptionInt(argc, argv, "--render-mode=", 0);
+    wine_tests::pictureFolder = host::OptionText(argc, argv, "--pictures=", "");
     host::Plugin plugin(file);
     if (!plugin.Loaded()) {
         std::fprintf(stderr, "cannot load %s (error %lu)\n", file.c_str(), GetLastError());
