@@ -60,8 +60,5 @@ zorv_wine_test(NAME wine.screen_mode1 PROGRAM zorv_wine_tests.exe PREFIX alt
 zorv_wine_test(NAME wine.no_ddraw PROGRAM zorv_wine_tests.exe
   ARGS --plugin=Zorv.hpi --no-ddraw --gtest_filter=NoDirectDraw.*
   ENV "WINEDLLOVERRIDES=ddraw=d")
-# The recording stand-in ddraw.dll, tested on its own: the program loads the ddraw.dll beside it.
-zorv_wine_test(NAME wine.standin_selftest PROGRAM standin/standin_selftest.exe PREFIX standin
-  ENV "WINEDLLOVERRIDES=ddraw=n")
-# The plugin against the recording stand-in ddraw.dll: call orders, failure paths, full screen.
-include(${CMAKE_SOURCE_DIR}/tests/standin/standin_tests.cmake OPTIONAL)
+# Every DirectX failure path, from the fault-injection loop over Wine's real ddraw.dll.
+include(${CMAKE_SOURCE_DIR}/tests/fault/fault_tests.cmake)
