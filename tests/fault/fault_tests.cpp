@@ -53,7 +53,6 @@ const FailureRow FAILURE_ROWS[] = {
 constexpr int32_t INT_VAR = 0x7FFF0001;   // an integer variable of 64 elements
 constexpr int32_t TEXT_VAR = 0x7FFF0002;  // a string variable of 64 bytes
 constexpr int32_t CORNERS = 0x7FFF0003;   // an integer variable holding four corner points
-constexpr int32_t HOST = 0x7FFF0004;      // the host screen record
 
 struct Step {
     const char* exportName;
@@ -75,9 +74,7 @@ int32_t CallStep(const Step& step) {
     int32_t args[4];
     for (int i = 0; i < 4; ++i) {
         args[i] = step.args[i];
-        if (args[i] == HOST) {
-            args[i] = hostScreen->Arg();
-        } else if (args[i] == INT_VAR || args[i] == TEXT_VAR || args[i] == CORNERS) {
+        if (args[i] == INT_VAR || args[i] == TEXT_VAR || args[i] == CORNERS) {
             vars.push_back(std::make_unique<host::Variable>(args[i] == TEXT_VAR ? host::Variable::String(16)
                                                                                 : host::Variable::Int(64)));
             if (args[i] == CORNERS) {
@@ -179,9 +176,9 @@ int RunScenario(const Scenario& s, int failAt) {
     return layer::CheckedCalls();
 }
 
-// Fails each checked call of the scenario in turn, once per place: a call of the same method
-// at the same point of the same export that an earlier scenario of this run failed already
-// is skipped, and of a method called many times in one export (the render states of a new
+// Fails each checked call of the scenario in turn, once per place: a call with the same
+// arguments at the same point of the same export that an earlier scenario of this process
+// failed already is skipped, and of a method called many times in one export (the render states of a new
 // device) the first three calls stand for the rest. Each run starts from a new DirectDraw
 // object, which costs Wine about a tenth of a second.
 std::set<std::string> failedPlaces;
@@ -196,7 +193,7 @@ void RunEveryFailure(const Scenario& s) {
                    calls[k - 1].method.substr(0, calls[k - 1].method.find('('));
         }
         const std::string& method = calls[k - 1].method;
-        const std::string place = calls[k - 1].exportName + " " + method.substr(0, method.find('(')) + " " + std::to_string(nth);
+        const std::string place = calls[k - 1].exportName + " " + method + " " + std::to_string(nth);
         if (nth > 3 || !failedPlaces.insert(place).second) continue;
         // Under Wine a full screen that cannot return to the normal level keeps DirectDraw's
         // own hook on the window above the plugin's: the release then answers -60 and keeps
@@ -262,7 +259,7 @@ std::vector<Scenario> Scenarios() {
         // gives one DirectDraw object a single device.
         list.push_back({"3D surface", Join(Screen(0),
                                            {{"ZorvCreateOffscreenSurface", {2, 64, 64, 0x018}, 0},
-                                            {"ZorvClearSurface", {0, 7, 0, 0}, 0}}),
+                                            {"ZorvClearSurface", {0, 13, 0, 0}, 0}}),
                          nullptr, S_OK, 3});
     }
     // Chips cut from an off-screen surface (a texture where Direct3D draws them), drawn every way.
