@@ -19,45 +19,19 @@ namespace {
 enum Kind { DRAW, SURFACE, CLIPPER, PALETTE, D3D, DEVICE };
 const char* const KIND_NAMES[] = {"IDirectDraw7", "IDirectDrawSurface7", "IDirectDrawClipper",
                                   "IDirectDrawPalette", "IDirect3D7", "IDirect3DDevice7"};
+struct Method { Kind kind; int slot; void* hook; };
+struct Table { void** entries; void* saved[64]; };
+struct Held { int count; std::string origin; };
+struct AnswerRow { std::string method; HRESULT hr; };
 
-struct Method {
-    Kind kind;
-    int slot;
-    const char* name;
-    void* hook;
-};
-
-struct Table {
-    void** entries;
-    void* saved[64];
-};
-
-struct Held {
-    int count;
-    std::string origin;
-};
-
-uintptr_t pluginStart = 0;
-uintptr_t pluginEnd = 0;
+uintptr_t pluginStart = 0, pluginEnd = 0;
 std::string currentExport = "(none)";
 std::vector<CallRecord> calls;
 std::vector<Table> tables;
-std::map<void*, Held> held;
-int checked = 0;
-int failAt = 0;
-HRESULT failResult = S_OK;
-struct AnswerRow {
-    std::string method;
-    HRESULT hr;
-    int nth;
-    int seen;
-};
 std::vector<AnswerRow> answers;
-
-bool FromPlugin(void* returnAddress) {
-    uintptr_t at = reinterpret_cast<uintptr_t>(returnAddress);
-    return at >= pluginStart && at < pluginEnd;
-}
+std::map<void*, Held> held;
+int checked = 0, failAt = 0;
+HRESULT failResult = S_OK;
 
 void* Original(void* self, int slot) {
     void** entries = *static_cast<void***>(self);
@@ -70,63 +44,59 @@ void* Original(void* self, int slot) {
 // The arguments worth seeing in a record: numbers, rectangles, and whether a pointer is set.
 template <class T>
 std::string ArgText(T value) {
-    char text[64];
-    if constexpr (std::is_floating_point_v<T>) {
+    char text[64] = "{}";
+    if constexpr (std::is_floating_point_v<T>)
         std::snprintf(text, sizeof text, "%g", static_cast<double>(value));
-    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+    else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
         std::snprintf(text, sizeof text, "0x%lX", static_cast<unsigned long>(value));
-    } else if constexpr (std::is_same_v<T, RECT*>) {
-        if (value == nullptr) return "NULL";
-        std::snprintf(text, sizeof text, "(%ld,%ld,%ld,%ld)", value->left, value->top, value->right, value->bottom);
-    } else if constexpr (std::is_pointer_v<T>) {
+    else if constexpr (std::is_same_v<T, RECT*>)
+        value ? std::snprintf(text, sizeof text, "(%ld,%ld,%ld,%ld)", value->left, value->top, value->right, value->bottom)
+              : std::snprintf(text, sizeof text, "NULL");
+    else if constexpr (std::is_pointer_v<T>)
         return value == nullptr ? "NULL" : "p";
-    } else {
-        return "{}";
-    }
     return text;
 }
 
 void Patch(Kind kind, void* object);
 
-// A new reference the plugin received through an out argument.
-void Take(void* object, Kind kind, const std::string& origin) {
-    if (object == nullptr) return;
-    Patch(kind, object);
-    Held& h = held[object];
-    ++h.count;
-    h.origin = origin;
-}
-
+// A new reference the plugin received through an out argument. The back buffers of a
+// flipping chain go with the chain's primary surface; QueryInterface is asked for IDirect3D7.
 template <class T>
-void TakeOut(T, const std::string&) {}
-void TakeOut(IDirectDrawSurface7** out, const std::string& origin) {
-    // The back buffers of a flipping chain go with the chain's primary surface.
-    if (out != nullptr && origin.find("GetAttachedSurface") == std::string::npos) Take(*out, SURFACE, origin);
+constexpr int OutKind() {
+    if constexpr (std::is_same_v<T, IDirectDrawSurface7**>) return SURFACE;
+    if constexpr (std::is_same_v<T, IDirectDrawClipper**>) return CLIPPER;
+    if constexpr (std::is_same_v<T, IDirectDrawPalette**>) return PALETTE;
+    if constexpr (std::is_same_v<T, IDirect3D7**> || std::is_same_v<T, void**>) return D3D;
+    if constexpr (std::is_same_v<T, IDirect3DDevice7**>) return DEVICE;
+    if constexpr (std::is_same_v<T, IDirectDraw7**>) return DRAW;
+    return -1;
 }
-void TakeOut(IDirectDrawClipper** out, const std::string& origin) { if (out) Take(*out, CLIPPER, origin); }
-void TakeOut(IDirectDrawPalette** out, const std::string& origin) { if (out) Take(*out, PALETTE, origin); }
-void TakeOut(IDirect3D7** out, const std::string& origin) { if (out) Take(*out, D3D, origin); }
-void TakeOut(IDirect3DDevice7** out, const std::string& origin) { if (out) Take(*out, DEVICE, origin); }
-void TakeOut(void** out, const std::string& origin) {
-    // QueryInterface: the plugin asks the DirectDraw object for IDirect3D7 only.
-    if (out != nullptr) Take(*out, D3D, origin);
+template <class T>
+void TakeOut(T out, const std::string& origin) {
+    if constexpr (OutKind<T>() >= 0) {
+        if (out == nullptr || *out == nullptr || origin.find("GetAttachedSurface") != std::string::npos) return;
+        Patch(static_cast<Kind>(OutKind<T>()), *out);
+        Held& h = held[*out];
+        ++h.count;
+        h.origin = origin;
+    }
 }
 
 // Whether this checked call is failed or answered; the result is in *hr.
-bool Decide(const std::string& name, HRESULT* hr) {
-    if (++checked == failAt) {
-        *hr = failResult;
-        return true;
-    }
-    for (AnswerRow& a : answers) {
-        if (name.compare(0, a.method.size(), a.method) != 0 || name[a.method.size()] != '(') continue;
-        ++a.seen;
-        if (a.nth == 0 || a.nth == a.seen) {
-            *hr = a.hr;
-            return true;
-        }
-    }
+bool Decide(const std::string& text, HRESULT* hr) {
+    if (++checked == failAt) return *hr = failResult, true;
+    for (const AnswerRow& a : answers)
+        if (text.compare(0, a.method.size(), a.method) == 0 && text[a.method.size()] == '(') return *hr = a.hr, true;
     return false;
+}
+
+template <class F>
+HRESULT Record(const std::string& text, F call) {
+    HRESULT hr = S_OK;
+    const bool injected = Decide(text, &hr);
+    if (!injected) hr = call();
+    calls.push_back({text, currentExport, hr, injected});
+    return hr;
 }
 
 template <Kind K, int Slot, class Fn>
@@ -135,25 +105,20 @@ template <Kind K, int Slot, class R, class Self, class... A>
 struct Hook<K, Slot, R(STDMETHODCALLTYPE*)(Self*, A...)> {
     static const char* name;
     static R STDMETHODCALLTYPE Call(Self* self, A... a) {
-        using Fn = R(STDMETHODCALLTYPE*)(Self*, A...);
-        Fn original = reinterpret_cast<Fn>(Original(self, Slot));
-        if (!FromPlugin(__builtin_return_address(0))) return original(self, a...);
+        auto original = reinterpret_cast<R(STDMETHODCALLTYPE*)(Self*, A...)>(Original(self, Slot));
+        const auto at = reinterpret_cast<uintptr_t>(__builtin_return_address(0));
+        if (at < pluginStart || at >= pluginEnd) return original(self, a...);
         if constexpr (std::is_same_v<R, ULONG>) {
             // AddRef (slot 1) and Release (slot 2): the plugin's references, never failed.
-            R count = original(self, a...);
             Held& h = held[self];
-            h.count += Slot == 1 ? 1 : -1;
-            if (h.count == 0) held.erase(self);
-            return count;
+            if ((h.count += Slot == 1 ? 1 : -1) == 0) held.erase(self);
+            return original(self, a...);
         } else {
             std::string text = std::string(KIND_NAMES[K]) + "::" + name + "(";
             ((text += ArgText(a) + ","), ...);
             if (text.back() == ',') text.pop_back();
             text += ")";
-            HRESULT hr = S_OK;
-            bool injected = Decide(text, &hr);
-            if (!injected) hr = original(self, a...);
-            calls.push_back({text, currentExport, hr, injected});
+            const HRESULT hr = Record(text, [&] { return original(self, a...); });
             if (SUCCEEDED(hr)) (TakeOut(a, text), ...);
             return hr;
         }
@@ -162,52 +127,43 @@ struct Hook<K, Slot, R(STDMETHODCALLTYPE*)(Self*, A...)> {
 template <Kind K, int Slot, class R, class Self, class... A>
 const char* Hook<K, Slot, R(STDMETHODCALLTYPE*)(Self*, A...)>::name = nullptr;
 
-template <Kind K, class Vtbl, int Slot, class Fn>
+template <Kind K, int Slot, class Fn>
 Method Make(const char* name) {
     Hook<K, Slot, Fn>::name = name;
-    return {K, Slot, name, reinterpret_cast<void*>(&Hook<K, Slot, Fn>::Call)};
+    return {K, Slot, reinterpret_cast<void*>(&Hook<K, Slot, Fn>::Call)};
 }
-#define M(K, V, name) Make<K, V, offsetof(V, name) / sizeof(void*), decltype(V::name)>(#name)
-#define COMMON(K, V) M(K, V, AddRef), M(K, V, Release)
+#define M(K, V, name) Make<K, offsetof(V, name) / sizeof(void*), decltype(V::name)>(#name)
+#define DD(name) M(DRAW, IDirectDraw7Vtbl, name)
+#define SF(name) M(SURFACE, IDirectDrawSurface7Vtbl, name)
+#define DV(name) M(DEVICE, IDirect3DDevice7Vtbl, name)
 
 // Every method the plugin calls.
 const std::vector<Method>& Methods() {
     static const std::vector<Method> methods = {
-        COMMON(DRAW, IDirectDraw7Vtbl), M(DRAW, IDirectDraw7Vtbl, QueryInterface),
-        M(DRAW, IDirectDraw7Vtbl, CreateClipper), M(DRAW, IDirectDraw7Vtbl, CreatePalette),
-        M(DRAW, IDirectDraw7Vtbl, CreateSurface), M(DRAW, IDirectDraw7Vtbl, EnumDisplayModes),
-        M(DRAW, IDirectDraw7Vtbl, GetCaps), M(DRAW, IDirectDraw7Vtbl, RestoreDisplayMode),
-        M(DRAW, IDirectDraw7Vtbl, SetCooperativeLevel), M(DRAW, IDirectDraw7Vtbl, SetDisplayMode),
-        COMMON(SURFACE, IDirectDrawSurface7Vtbl), M(SURFACE, IDirectDrawSurface7Vtbl, AddAttachedSurface),
-        M(SURFACE, IDirectDrawSurface7Vtbl, Blt), M(SURFACE, IDirectDrawSurface7Vtbl, BltFast),
-        M(SURFACE, IDirectDrawSurface7Vtbl, DeleteAttachedSurface), M(SURFACE, IDirectDrawSurface7Vtbl, Flip),
-        M(SURFACE, IDirectDrawSurface7Vtbl, GetAttachedSurface), M(SURFACE, IDirectDrawSurface7Vtbl, GetCaps),
-        M(SURFACE, IDirectDrawSurface7Vtbl, GetDC), M(SURFACE, IDirectDrawSurface7Vtbl, GetPalette),
-        M(SURFACE, IDirectDrawSurface7Vtbl, GetPixelFormat), M(SURFACE, IDirectDrawSurface7Vtbl, GetSurfaceDesc),
-        M(SURFACE, IDirectDrawSurface7Vtbl, IsLost), M(SURFACE, IDirectDrawSurface7Vtbl, Lock),
-        M(SURFACE, IDirectDrawSurface7Vtbl, ReleaseDC), M(SURFACE, IDirectDrawSurface7Vtbl, Restore),
-        M(SURFACE, IDirectDrawSurface7Vtbl, SetClipper), M(SURFACE, IDirectDrawSurface7Vtbl, SetColorKey),
-        M(SURFACE, IDirectDrawSurface7Vtbl, SetPalette), M(SURFACE, IDirectDrawSurface7Vtbl, Unlock),
-        COMMON(CLIPPER, IDirectDrawClipperVtbl), M(CLIPPER, IDirectDrawClipperVtbl, SetHWnd),
-        COMMON(PALETTE, IDirectDrawPaletteVtbl), M(PALETTE, IDirectDrawPaletteVtbl, GetEntries),
-        M(PALETTE, IDirectDrawPaletteVtbl, SetEntries),
-        COMMON(D3D, IDirect3D7Vtbl), M(D3D, IDirect3D7Vtbl, CreateDevice), M(D3D, IDirect3D7Vtbl, EnumZBufferFormats),
-        COMMON(DEVICE, IDirect3DDevice7Vtbl), M(DEVICE, IDirect3DDevice7Vtbl, BeginScene),
-        M(DEVICE, IDirect3DDevice7Vtbl, EndScene), M(DEVICE, IDirect3DDevice7Vtbl, Clear),
-        M(DEVICE, IDirect3DDevice7Vtbl, DrawPrimitive), M(DEVICE, IDirect3DDevice7Vtbl, GetCaps),
-        M(DEVICE, IDirect3DDevice7Vtbl, GetDirect3D), M(DEVICE, IDirect3DDevice7Vtbl, SetMaterial),
-        M(DEVICE, IDirect3DDevice7Vtbl, SetRenderState), M(DEVICE, IDirect3DDevice7Vtbl, SetTexture),
-        M(DEVICE, IDirect3DDevice7Vtbl, SetTextureStageState), M(DEVICE, IDirect3DDevice7Vtbl, SetTransform),
-        M(DEVICE, IDirect3DDevice7Vtbl, SetViewport),
+        DD(AddRef), DD(Release), DD(QueryInterface), DD(CreateClipper), DD(CreatePalette), DD(CreateSurface),
+        DD(EnumDisplayModes), DD(GetCaps), DD(RestoreDisplayMode), DD(SetCooperativeLevel), DD(SetDisplayMode),
+        SF(AddRef), SF(Release), SF(AddAttachedSurface), SF(Blt), SF(BltFast), SF(DeleteAttachedSurface),
+        SF(Flip), SF(GetAttachedSurface), SF(GetCaps), SF(GetDC), SF(GetPalette), SF(GetPixelFormat),
+        SF(GetSurfaceDesc), SF(IsLost), SF(Lock), SF(ReleaseDC), SF(Restore), SF(SetClipper),
+        SF(SetColorKey), SF(SetPalette), SF(Unlock),
+        M(CLIPPER, IDirectDrawClipperVtbl, AddRef), M(CLIPPER, IDirectDrawClipperVtbl, Release),
+        M(CLIPPER, IDirectDrawClipperVtbl, SetHWnd),
+        M(PALETTE, IDirectDrawPaletteVtbl, AddRef), M(PALETTE, IDirectDrawPaletteVtbl, Release),
+        M(PALETTE, IDirectDrawPaletteVtbl, GetEntries), M(PALETTE, IDirectDrawPaletteVtbl, SetEntries),
+        M(D3D, IDirect3D7Vtbl, AddRef), M(D3D, IDirect3D7Vtbl, Release), M(D3D, IDirect3D7Vtbl, CreateDevice),
+        M(D3D, IDirect3D7Vtbl, EnumZBufferFormats),
+        DV(AddRef), DV(Release), DV(BeginScene), DV(EndScene), DV(Clear), DV(DrawPrimitive), DV(GetCaps),
+        DV(GetDirect3D), DV(SetMaterial), DV(SetRenderState), DV(SetTexture), DV(SetTextureStageState),
+        DV(SetTransform), DV(SetViewport),
     };
     return methods;
 }
 
-void WriteProtected(void** at, void* value) {
+void Write(void* at, const void* value, size_t bytes) {
     DWORD old = 0;
-    VirtualProtect(at, sizeof(void*), PAGE_READWRITE, &old);
-    *at = value;
-    VirtualProtect(at, sizeof(void*), old, &old);
+    VirtualProtect(at, bytes, PAGE_READWRITE, &old);
+    std::memcpy(at, value, bytes);
+    VirtualProtect(at, bytes, old, &old);
 }
 
 // Points the hooked entries of the object's interface table at the hooks, once per table.
@@ -215,42 +171,30 @@ void Patch(Kind kind, void* object) {
     void** entries = *static_cast<void***>(object);
     for (const Table& t : tables)
         if (t.entries == entries) return;
-    Table table = {entries, {}};
-    std::memcpy(table.saved, entries, sizeof table.saved);
-    tables.push_back(table);
+    tables.push_back({entries, {}});
+    std::memcpy(tables.back().saved, entries, sizeof tables.back().saved);
     for (const Method& m : Methods())
-        if (m.kind == kind) WriteProtected(&entries[m.slot], m.hook);
+        if (m.kind == kind) Write(&entries[m.slot], &m.hook, sizeof m.hook);
 }
 
 // ---- The two entry points -------------------------------------------------------------
 
-using CreateEx = HRESULT(WINAPI*)(GUID*, void**, REFIID, IUnknown*);
-using EnumerateEx = HRESULT(WINAPI*)(LPDDENUMCALLBACKEXA, void*, DWORD);
-CreateEx realCreate = nullptr;
-EnumerateEx realEnumerate = nullptr;
-
-template <class F>
-HRESULT Entry(const char* name, F call) {
-    HRESULT hr = S_OK;
-    bool injected = Decide(std::string(name) + "(", &hr);
-    if (!injected) hr = call();
-    calls.push_back({std::string(name) + "()", currentExport, hr, injected});
-    return hr;
-}
+HRESULT(WINAPI* realCreate)(GUID*, void**, REFIID, IUnknown*) = nullptr;
+HRESULT(WINAPI* realEnumerate)(LPDDENUMCALLBACKEXA, void*, DWORD) = nullptr;
 
 HRESULT WINAPI HookCreate(GUID* guid, void** out, REFIID iid, IUnknown* outer) {
-    HRESULT hr = Entry("DirectDrawCreateEx", [&] { return realCreate(guid, out, iid, outer); });
-    if (SUCCEEDED(hr)) Take(*out, DRAW, "DirectDrawCreateEx");
+    const HRESULT hr = Record("DirectDrawCreateEx()", [&] { return realCreate(guid, out, iid, outer); });
+    if (SUCCEEDED(hr)) TakeOut(reinterpret_cast<IDirectDraw7**>(out), "DirectDrawCreateEx");
     return hr;
 }
 
 HRESULT WINAPI HookEnumerate(LPDDENUMCALLBACKEXA callback, void* context, DWORD flags) {
-    return Entry("DirectDrawEnumerateExA", [&] { return realEnumerate(callback, context, flags); });
+    return Record("DirectDrawEnumerateExA()", [&] { return realEnumerate(callback, context, flags); });
 }
 
-// Points an export of the module at a hook (the export table holds addresses relative to
-// the module, which wrap around in 32 bits), or renames it so GetProcAddress misses it. The
-// new name keeps the table's sorted order: only its last letter moves up by one.
+// Points an export of the module at a hook (the table holds addresses relative to the
+// module, which wrap around in 32 bits), or renames it so that GetProcAddress misses it: the
+// last letter moves up by one, which keeps the table's sorted order. Returns the original.
 void* PatchExport(HMODULE module, const char* name, void* hook, bool hide) {
     auto* base = reinterpret_cast<uint8_t*>(module);
     auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
@@ -264,24 +208,17 @@ void* PatchExport(HMODULE module, const char* name, void* hook, bool hide) {
         if (std::strcmp(exportName, name) != 0) continue;
         DWORD* slot = &functions[ordinals[i]];
         void* original = base + *slot;
-        DWORD old = 0;
-        if (hide) {
-            char* last = exportName + std::strlen(exportName) - 1;
-            VirtualProtect(last, 1, PAGE_READWRITE, &old);
-            ++*last;
-            VirtualProtect(last, 1, old, &old);
-        } else {
-            VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old);
-            *slot = static_cast<DWORD>(reinterpret_cast<uintptr_t>(hook) - reinterpret_cast<uintptr_t>(base));
-            VirtualProtect(slot, sizeof *slot, old, &old);
-        }
+        char* last = exportName + std::strlen(exportName) - 1;
+        const char renamed = static_cast<char>(*last + 1);
+        const auto relative = static_cast<DWORD>(reinterpret_cast<uintptr_t>(hook) - reinterpret_cast<uintptr_t>(base));
+        hide ? Write(last, &renamed, 1) : Write(slot, &relative, sizeof relative);
         return original;
     }
     return nullptr;
 }
 
 // Makes one object of each kind with Wine's ddraw to patch their tables before the plugin
-// makes any. Objects the plugin makes later through other tables are patched as they come.
+// makes any; objects the plugin makes later through other tables are patched as they come.
 bool PatchTables() {
     IDirectDraw7* draw = nullptr;
     if (FAILED(realCreate(nullptr, reinterpret_cast<void**>(&draw), IID_IDirectDraw7, nullptr))) return false;
@@ -298,10 +235,10 @@ bool PatchTables() {
     IDirect3D7* d3d = nullptr;
     IDirect3DDevice7* device = nullptr;
     PALETTEENTRY entries[256] = {};
-    bool ok = SUCCEEDED(draw->lpVtbl->CreateSurface(draw, &desc, &surface, nullptr)) &&
-              SUCCEEDED(draw->lpVtbl->CreateClipper(draw, 0, &clipper, nullptr)) &&
-              SUCCEEDED(draw->lpVtbl->CreatePalette(draw, DDPCAPS_8BIT, entries, &palette, nullptr)) &&
-              SUCCEEDED(draw->lpVtbl->QueryInterface(draw, IID_IDirect3D7, reinterpret_cast<void**>(&d3d)));
+    const bool ok = SUCCEEDED(draw->lpVtbl->CreateSurface(draw, &desc, &surface, nullptr)) &&
+                    SUCCEEDED(draw->lpVtbl->CreateClipper(draw, 0, &clipper, nullptr)) &&
+                    SUCCEEDED(draw->lpVtbl->CreatePalette(draw, DDPCAPS_8BIT, entries, &palette, nullptr)) &&
+                    SUCCEEDED(draw->lpVtbl->QueryInterface(draw, IID_IDirect3D7, reinterpret_cast<void**>(&d3d)));
     if (ok) {
         Patch(SURFACE, surface);
         Patch(CLIPPER, clipper);
@@ -326,12 +263,14 @@ bool PatchTables() {
 bool Install(const char* hiddenEntry) {
     HMODULE ddraw = LoadLibraryA("ddraw.dll");
     if (ddraw == nullptr) return false;
-    auto hide = [&](const char* name) { return hiddenEntry != nullptr && std::strcmp(hiddenEntry, name) == 0; };
-    realCreate = reinterpret_cast<CreateEx>(
-        PatchExport(ddraw, "DirectDrawCreateEx", reinterpret_cast<void*>(&HookCreate), hide("DirectDrawCreateEx")));
-    realEnumerate = reinterpret_cast<EnumerateEx>(PatchExport(
-        ddraw, "DirectDrawEnumerateExA", reinterpret_cast<void*>(&HookEnumerate), hide("DirectDrawEnumerateExA")));
-    return realCreate != nullptr && realEnumerate != nullptr && PatchTables();
+    auto entry = [&](const char* name, auto hook, auto* real) {
+        const bool hide = hiddenEntry != nullptr && std::strcmp(hiddenEntry, name) == 0;
+        *real = reinterpret_cast<std::remove_reference_t<decltype(*real)>>(
+            PatchExport(ddraw, name, reinterpret_cast<void*>(hook), hide));
+        return *real != nullptr;
+    };
+    return entry("DirectDrawCreateEx", &HookCreate, &realCreate) &&
+           entry("DirectDrawEnumerateExA", &HookEnumerate, &realEnumerate) && PatchTables();
 }
 
 void SetPlugin(HMODULE plugin) {
@@ -342,21 +281,9 @@ void SetPlugin(HMODULE plugin) {
 }
 
 void SetExport(const char* name) { currentExport = name; }
-
-void Reset() {
-    calls.clear();
-    answers.clear();
-    checked = 0;
-    failAt = 0;
-}
-
-void FailCall(int n, HRESULT hr) {
-    failAt = checked + n;
-    failResult = hr;
-}
-
-void Answer(const char* method, HRESULT hr, int nth) { answers.push_back({method, hr, nth, 0}); }
-
+void Reset() { calls.clear(), answers.clear(), checked = 0, failAt = 0; }
+void FailCall(int n, HRESULT hr) { failAt = checked + n, failResult = hr; }
+void Answer(const char* method, HRESULT hr) { answers.push_back({method, hr}); }
 const std::vector<CallRecord>& Calls() { return calls; }
 int CheckedCalls() { return checked; }
 
