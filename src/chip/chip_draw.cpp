@@ -148,7 +148,7 @@ ZORV_API ZorvPutChip(int32_t number, int32_t x, int32_t y, int32_t) {
     if (!ValidChip(number)) return ERR_PARAM_RANGE;
     const ChipRecord& chip = chipTable[number];
     if (!SizedChip(chip)) return ERR_CHIP_SIZE;  // allocated but never created
-    SurfaceRecord* target = currentSurface;
+    SurfaceRecord* target = DrawingSurface();
     if (target == nullptr) return ERR_NO_SURFACE;
     IDirectDrawSurface7* sourceSurface = LiveSource(chip, SourceOf(chip));
     if (sourceSurface == nullptr) return ERR_SURFACE_NOT_CREATED;
@@ -170,7 +170,7 @@ ZORV_API ZorvPutChip4(int32_t number, int32_t scaleX, int32_t scaleY, int32_t) {
     if (!SizedChip(chip)) return ERR_CHIP_SIZE;
     SurfaceRecord* source = SourceOf(chip);
     if (source != nullptr && (source->desc.ddsCaps.dwCaps & DDSCAPS_TEXTURE)) return ERR_TEXTURE_SOURCE;
-    SurfaceRecord* target = currentSurface;
+    SurfaceRecord* target = DrawingSurface();
     if (target == nullptr) return ERR_NO_SURFACE;
     IDirectDrawSurface7* sourceSurface = LiveSource(chip, source);
     if (sourceSurface == nullptr) return ERR_SURFACE_NOT_CREATED;
@@ -207,7 +207,7 @@ ZORV_API ZorvPutChip2(int32_t number, int32_t scale, int32_t angle, int32_t tran
     if (scale < 1) return OK;
     const ChipRecord& chip = chipTable[number];
     if (!SizedChip(chip)) return ERR_CHIP_SIZE;
-    if (currentSurface == nullptr) return ERR_NO_SURFACE;
+    if (DrawingSurface() == nullptr) return ERR_NO_SURFACE;
     return DrawChipTransformed(currentSurface->posX, currentSurface->posY, chip, scale, scale, angle, transparency);
 }
 
@@ -220,7 +220,7 @@ ZORV_API ZorvPutChip3(HostVariable* var, int32_t number, int32_t transparency, i
     if (!SizedChip(chip)) return ERR_CHIP_SIZE;
     // Eight elements are read: a shorter array is refused rather than read past its end.
     if (IntCapacity(var) < 8) return ERR_PARAM_MISSING;
-    if (currentSurface == nullptr) return ERR_NO_SURFACE;
+    if (DrawingSurface() == nullptr) return ERR_NO_SURFACE;
     const int32_t* corners = static_cast<const int32_t*>(var->data);
     if (renderMode == RENDER_SOFTWARE) {
         SurfaceRecord* source = SourceOf(chip);

@@ -71,7 +71,13 @@ uint32_t CapsItem(const D3DDEVICEDESC7& d, uint32_t item, uint32_t sub) {
     }
 }
 
+// record may be null (no current surface): only the states that would touch it answer -76.
+// The software render mode keeps the three blending states in the record and ignores the rest.
 int32_t ApplyRenderState(SurfaceRecord* record, int32_t state, int32_t value) {
+    const bool blending = state == D3DRENDERSTATE_SRCBLEND || state == D3DRENDERSTATE_DESTBLEND ||
+                          state == D3DRENDERSTATE_ALPHABLENDENABLE;
+    if (renderMode == RENDER_SOFTWARE && !blending) return OK;
+    if (record == nullptr) return ERR_NO_SURFACE;
     if (renderMode == RENDER_SOFTWARE) {
         if (state == D3DRENDERSTATE_SRCBLEND) record->srcBlend = value;
         if (state == D3DRENDERSTATE_DESTBLEND) record->destBlend = value;
@@ -111,7 +117,6 @@ ZORV_API ZorvGetD3Dcaps(HostVariable* var, int32_t item, int32_t sub, int32_t) {
 // The second state is applied only when the first succeeded and the second is not 0.
 ZORV_API ZorvSetRenderState(int32_t state1, int32_t value1, int32_t state2, int32_t value2) {
     EnterExport("ZorvSetRenderState");
-    if (currentSurface == nullptr) return ERR_NO_SURFACE;
     int32_t status = ApplyRenderState(currentSurface, state1, value1);
     if (status != OK || state2 == 0) return status;
     return ApplyRenderState(currentSurface, state2, value2);

@@ -237,12 +237,11 @@ ZORV_API ZorvGetDDcaps(HostVariable* var, int32_t choice, int32_t selector, int3
 ZORV_API ZorvCreateDD(int32_t choice, int32_t, int32_t, int32_t) {
     EnterExport("ZorvCreateDD");
     if (primarySurface != nullptr) return ERR_ALREADY_INITIALIZED;
-    IDirectDraw7* created = nullptr;
-    int32_t status = CreateDirectDrawFor(choice, &created);
-    if (status != OK) return status;
+    // The object is made in place of the kept one, which is released first: a choice that
+    // fails leaves no object, so a later screen gets -38 rather than the old device.
     if (directDraw != nullptr) directDraw->Release();
-    directDraw = created;
-    return OK;
+    directDraw = nullptr;
+    return CreateDirectDrawFor(choice, &directDraw);
 }
 
 ZORV_API ZorvInitialize(HostScreen* screen, int32_t mode, int32_t render, int32_t) {

@@ -70,6 +70,13 @@ extern int32_t surfaceCount;
 extern SurfaceRecord* currentSurface;  // the target of every drawing operation
 extern int32_t currentSurfaceIndex;    // -1 at load
 
+// The current surface when it has a DirectDraw surface to draw on, else null. Record 0 stays
+// current after the screen was released (or its creation failed half-way) but has no
+// surface then: operations that touch the surface answer -76 instead of calling through null.
+inline SurfaceRecord* DrawingSurface() {
+    return currentSurface != nullptr && currentSurface->surface != nullptr ? currentSurface : nullptr;
+}
+
 // The colour code that (red, green, blue) has on a surface, found through GDI.
 uint32_t ColorMatch(IDirectDrawSurface7* surface, int32_t red, int32_t green, int32_t blue);
 // Fills the fields every new surface starts with (size, draw area, keys, desc, caps...).

@@ -15,6 +15,7 @@ void ResetDrawArea(SurfaceRecord* record) {
 
 int32_t ClearCurrentSurface(uint32_t colour, int32_t flags) {
     SurfaceRecord* record = currentSurface;
+    if ((flags & 1) && record->surface == nullptr) return ERR_NO_SURFACE;
     if (flags & 2) ResetDrawArea(record);
 
     // Clearing through Direct3D; the software render mode has no device and skips it.
@@ -47,7 +48,7 @@ using namespace zorv;
 ZORV_API ZorvSetTransparentColor(int32_t mode, int32_t sourceKey, int32_t destKey, int32_t) {
     EnterExport("ZorvSetTransparentColor");
     if (mode < 0 || mode > 3) return ERR_PARAM_RANGE;
-    SurfaceRecord* record = currentSurface;
+    SurfaceRecord* record = DrawingSurface();
     if (record == nullptr) return ERR_NO_SURFACE;
 
     if (mode & 1) {
@@ -105,7 +106,7 @@ ZORV_API ZorvSetDrawArea(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
 // that leaves the surface, which comes back as -36.
 ZORV_API ZorvBoxFill(int32_t w, int32_t h, int32_t colour, int32_t) {
     EnterExport("ZorvBoxFill");
-    SurfaceRecord* record = currentSurface;
+    SurfaceRecord* record = DrawingSurface();
     if (record == nullptr) return ERR_NO_SURFACE;
     RECT box = {record->posX, record->posY, record->posX + w, record->posY + h};
     DDBLTFX fx;

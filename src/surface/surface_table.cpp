@@ -268,7 +268,7 @@ ZORV_API ZorvReleaseOffscreenSurface(int32_t index, int32_t, int32_t, int32_t) {
 ZORV_API ZorvSurfaceToSurface(int32_t sourceIndex, int32_t w, int32_t h, int32_t) {
     EnterExport("ZorvSurfaceToSurface");
     if (sourceIndex < 0 || sourceIndex >= surfaceCount) return ERR_PARAM_RANGE;
-    if (currentSurface == nullptr) return ERR_NO_SURFACE;
+    if (DrawingSurface() == nullptr) return ERR_NO_SURFACE;
     SurfaceRecord* source = &surfaceTable[sourceIndex];
     if (source->surface == nullptr) return OK;
     SurfaceRecord* target = currentSurface;

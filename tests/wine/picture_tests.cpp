@@ -1,0 +1,417 @@
+// What the plugin does on Wine's real DirectDraw and Direct3D, read back: the screen record
+// and window, fills, copies and colour keys, chips drawn every way, the update reaching the
+// window, the window hook, and the device and mode lists written into script variables.
+#include "wine_tests.h"
+
+using host::Variable;
+using namespace wine_tests;
+
+namespace {
+
+constexpr uint32_t BACKGROUND = 0x00102030u;
+
+uint32_t Rgb(uint32_t v) { return v & 0x00FFFFFFu; }
+
+// Every pixel is `inside(x, y)` within the rectangle and `outside` elsewhere, each colour
+// channel within the tolerance (Wine filters stretched blits, Direct3D samples texel centres).
+template <class Map>
+void ExpectPicture(const Pixels& p, RECT r, Map inside, uint32_t outside = BACKGROUND, int tolerance = 0) {
+    ASSERT_TRUE(p.ok);
+    for (int32_t y = 0; y < p.height; ++y) {
+        for (int32_t x = 0; x < p.width; ++x) {
+            const bool in = x >= r.left && x < r.right && y >= r.top && y < r.bottom;
+            const uint32_t want = in ? inside(x, y) : outside, got = Rgb(p.At(x, y));
+            bool close = true;
+            for (int shift = 0; shift < 24; shift += 8)
+                close = close && std::abs(int(want >> shift & 0xFF) - int(got >> shift & 0xFF)) <= (in ? tolerance : 0);
+            ASSERT_TRUE(close) << x << "," << y << ": " << std::hex << want << " vs " << got;
+        }
+    }
+}
+
+// The chip scene: surface 1 (64 x 32, 8-8-8-8) whose pixel (x, y) is SourceCode(x, y); chip 0
+// its 32 x 32 cell at (0, 0), chip 1 the cell at (32, 0); surface 2 (200 x 120) cleared to
+// BACKGROUND and current.
+uint32_t SourceCode(int32_t x, int32_t y) { return 0x000001u | static_cast<uint32_t>(x * 4) << 16 | y * 8 << 8; }
+
+void MakeChipScene(int32_t sourceFlags, int32_t targetFlags) {
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 64, 32, 0x100 | sourceFlags));
+    IDirectDrawSurface7* source = ReadState().At(1).Surface();
+    DDSURFACEDESC2 desc = {};
+    desc.dwSize = sizeof desc;
+    ASSERT_EQ(DD_OK, source->Lock(nullptr, &desc, DDLOCK_WAIT | DDLOCK_WRITEONLY, nullptr));
+    for (int32_t y = 0; y < 32; ++y)
+        for (int32_t x = 0; x < 64; ++x)
+            reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(desc.lpSurface) + y * desc.lPitch)[x] = 0xFF000000u | SourceCode(x, y);
+    source->Unlock(nullptr);
+    ASSERT_EQ(0, plugin->Call("ZorvInitializeChip", 4));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateChip", 0, 32, 32));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 32, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateChip", 1, 32, 32));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 2, 200, 120, 0x100 | targetFlags));
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", static_cast<int32_t>(BACKGROUND), 1));
+}
+
+Pixels Target() { return ReadPixels(ReadState().At(2).Surface()); }
+void Clear() { ASSERT_EQ(0, plugin->Call("ZorvClearSurface", static_cast<int32_t>(BACKGROUND), 1)); }
+auto Nothing = [](int32_t, int32_t) { return 0u; };
+
+}  // namespace
+
+TEST_F(Screen, BackBufferIsRecordZeroAndTheWindowFollows) {
+    HWND window = hostScreen->Window();
+    const LONG styleBefore = GetWindowLongA(window, GWL_STYLE), procBefore = GetWindowLongA(window, GWL_WNDPROC);
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    PluginState state = ReadState();
+    EXPECT_EQ(0x6520, state.signature);
+    EXPECT_EQ(8, state.count);
+    EXPECT_EQ(state.table, state.current);
+    EXPECT_EQ(screenMode, state.screenMode);
+    EXPECT_EQ(renderMode, state.renderMode);
+    EXPECT_NE(nullptr, state.direct3D);
+    Record back = state.At(0);
+    const uint32_t bits = back.At<uint32_t>(172);
+    EXPECT_EQ(static_cast<uint32_t>(DesktopBits() == 24 ? 32 : DesktopBits()), bits);
+    EXPECT_EQ(-1, back.At<int32_t>(8));
+    EXPECT_EQ(124u, back.At<uint32_t>(88));  // the surface description's size
+    EXPECT_EQ(WIDTH, back.At<int32_t>(232));
+    EXPECT_EQ(HEIGHT, back.At<int32_t>(252));  // the screen's draw area is exclusive
+    // White; an 8-bit screen's is matched before its palette exists, so it is not looked at.
+    if (bits > 8) EXPECT_EQ(bits >= 24 ? 0xFFFFFFu : 0xFFFFu, back.At<uint32_t>(264));
+    EXPECT_EQ(256, back.At<uint16_t>(224));
+    EXPECT_EQ(8, back.At<uint8_t>(84));
+    EXPECT_TRUE(back.At<uint32_t>(284) & DDSCAPS_OFFSCREENPLAIN);
+    // The window: client area of the screen's size, no sizing frame, the hook in place, the
+    // host record told the size; the release gives it all back and hides it.
+    RECT client;
+    GetClientRect(window, &client);
+    EXPECT_EQ(WIDTH, client.right);
+    EXPECT_EQ(HEIGHT, client.bottom);
+    EXPECT_EQ(0, GetWindowLongA(window, GWL_STYLE) & WS_THICKFRAME);
+    EXPECT_NE(procBefore, GetWindowLongA(window, GWL_WNDPROC));
+    EXPECT_EQ(WIDTH, hostScreen->Field(host::Screen::WIDTH));
+    EXPECT_EQ(0, plugin->Call("ZorvReleasePrimarySurface"));
+    EXPECT_EQ(styleBefore & ~WS_VISIBLE, GetWindowLongA(window, GWL_STYLE));
+    EXPECT_EQ(procBefore, GetWindowLongA(window, GWL_WNDPROC));
+    EXPECT_EQ(nullptr, ReadState().At(0).Surface());
+}
+
+TEST_F(Screen, OffscreenSurfacesByFlags) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 320, 240, 0));
+    EXPECT_EQ(319, ReadState().At(1).At<int32_t>(248));  // an off-screen area ends at width - 1
+    // 0x020 a texture; 0x400 managed by Direct3D, the memory bits then not looked at.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 2, 64, 64, 0x020));
+    EXPECT_EQ(DDSCAPS_TEXTURE, ReadState().At(2).At<uint32_t>(192) & (DDSCAPS_TEXTURE | DDSCAPS_OFFSCREENPLAIN));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 3, 64, 64, 0x400 | 0x020 | 0x004));
+    DDSCAPS2 caps = {};
+    ReadState().At(3).Surface()->GetCaps(&caps);
+    EXPECT_TRUE(caps.dwCaps2 & DDSCAPS2_TEXTUREMANAGE);
+    // Video memory is given or refused with the entry left unused; 0x001 falls back to system memory.
+    const int32_t video = plugin->Call("ZorvCreateOffscreenSurface", 4, 16, 16, 0x004);
+    EXPECT_TRUE(video == 0 ? ReadState().At(4).Surface() != nullptr : video == -29 && !ReadState().At(4).Surface());
+    EXPECT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 5, 16, 16, 0x001));
+    if (renderMode != 1 && renderMode != 3) return;
+    // Wine gives one DirectDraw object one device at a time: the first goes before the second.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 6, 64, 64, 0x008));
+    EXPECT_NE(nullptr, ReadState().At(6).At<void*>(4));
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 0));
+    ASSERT_EQ(0, plugin->Call("ZorvReleaseOffscreenSurface", 6));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 7, 64, 64, 0x018)) << ErrorText(-3);
+    EXPECT_GT(ReadState().At(7).At<uint32_t>(288), 1u);  // the Z buffer
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 0));
+    ASSERT_EQ(0, plugin->Call("ZorvReleaseOffscreenSurface", 7));
+    EXPECT_EQ(0u, ReadState().At(7).At<uint32_t>(288));
+}
+
+TEST_F(Screen, FillsCopiesAndKeys) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    // Source 1: black left half, red right half. Target 2: green, a box filled at (10, 20).
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 32, 32, 0x100));
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0, 1));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 16, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 16, 32, 0x00FF0000));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 0, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 2, 40, 40, 0x100));
+    IDirectDrawSurface7* target = ReadState().At(2).Surface();
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0x0000FF00, 1));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 10, 20));
+    ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 12, 6, 0x00FF8040));
+    ExpectPicture(ReadPixels(target), RECT{10, 20, 22, 26}, [](int32_t, int32_t) { return 0xFF8040u; }, 0xFF00);
+
+    // A block past the source's edge copies only what is inside it; a destination left of
+    // the draw area moves the source along by the same amount.
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0x0000FF00, 1));
+    ASSERT_EQ(0, plugin->Call("ZorvSetDrawArea", 4, 0, 39, 39));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 0, 2));
+    EXPECT_EQ(0, plugin->Call("ZorvSurfaceToSurface", 1, 100, 8));
+    ExpectPicture(ReadPixels(target), RECT{4, 2, 32, 10}, [](int32_t x, int32_t) { return x >= 16 ? 0xFF0000u : 0u; },
+                  0xFF00);
+    // With the source key on (code 0, black) black is skipped.
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 1));
+    ASSERT_EQ(0, plugin->Call("ZorvSetTransparentColor", 1, 0, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 2));
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0x0000FF00, 1 | 2));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 0, 20));
+    EXPECT_EQ(0, plugin->Call("ZorvSurfaceToSurface", 1, 32, 4));
+    ExpectPicture(ReadPixels(target), RECT{16, 20, 32, 24}, [](int32_t, int32_t) { return 0xFF0000u; }, 0xFF00);
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 200, 200));
+    EXPECT_EQ(0, plugin->Call("ZorvSurfaceToSurface", 1, 32, 32));  // clipped to nothing
+}
+
+TEST_F(Screen, PlainAndScaledChips) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    MakeChipScene(0, 0);
+    // The anchor (16, 16) lands on (100, 50); at x = 10 the first 6 columns are cut off.
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip", 1, 100, 50));
+    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(32 + x - 84, y - 34); });
+    Clear();
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip", 0, 10, 20));
+    ExpectPicture(Target(), RECT{0, 4, 26, 36}, [](int32_t x, int32_t y) { return SourceCode(x + 6, y - 4); });
+    Clear();
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip", 0, -40, 20));
+    ExpectPicture(Target(), RECT{}, Nothing);
+    // 512 x 256 at (100, 50): two columns per source column; scale 1 is a plain copy.
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 100, 50));
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip4", 0, 512, 256));
+    ExpectPicture(Target(), RECT{68, 34, 132, 66}, [](int32_t x, int32_t y) { return SourceCode((x - 68) / 2, y - 34); },
+                  BACKGROUND, 4);
+    Clear();
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip4", 0, 256, 256));
+    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(x - 84, y - 34); });
+}
+
+// One scene with chips drawn every way (plain, scaled, rotated, faded, onto four points):
+// Direct3D from a texture in render modes 1 and 3, the software rasterizer in render mode 2.
+// Render mode 1 leaves its scene for render mode 2, which saves both side by side.
+TEST_F(Screen, TransformedChipsByRenderMode) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    const bool direct3D = renderMode == 1 || renderMode == 3;
+    MakeChipScene(direct3D ? 0x020 : 0, direct3D ? 0x008 : 0);
+    Variable corners = Variable::Int(8);
+    const int32_t identity[8] = {40, 20, 71, 20, 71, 51, 40, 51};
+    std::memcpy(corners.Ints(), identity, sizeof identity);
+    if (renderMode == 0) return;
+    const int32_t copy = direct3D ? 19 : 0;  // blending one-to-zero copies the texture
+    ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", copy, D3DBLEND_ONE, 20, D3DBLEND_ZERO));
+    // Angle 0 and scale 1, and (by the rasterizer) the quad onto the chip's own size: one to one.
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 100, 50));
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip2", 1, 256, 0, 0));
+    if (!direct3D) ASSERT_EQ(0, plugin->Call("ZorvPutChip3", corners.Arg(), 0, 0));
+    ExpectPicture(Target(), RECT{40, 20, 116, 66}, [direct3D](int32_t x, int32_t y) {
+        if (x < 72 && y < 52) return direct3D ? BACKGROUND : SourceCode(x - 40, y - 20);
+        return x >= 84 && y >= 34 ? SourceCode(32 + x - 84, y - 34) : BACKGROUND;
+    }, BACKGROUND, direct3D ? 8 : 0);
+    Clear();
+    if (renderMode == 2) {
+        // With alpha blending on, transparency 255 (or 511) draws nothing.
+        ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", 27, 1, 0, 0));
+        EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 256, 0, 511));
+        EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 256, 300, 255));
+        ExpectPicture(Target(), RECT{}, Nothing);
+        ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", 27, 0, 0, 0));
+    } else {
+        ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", 19, D3DBLEND_SRCALPHA, 20, D3DBLEND_INVSRCALPHA));
+    }
+    // A quarter turn, doubled, at (100, 60): source column x lands at y = 60 - (x - 16) * 2,
+    // source row y at x = 100 + (y - 16) * 2.
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 100, 60));
+    ASSERT_EQ(0, plugin->Call("ZorvPutChip2", 0, 512, 256, 0));
+    const uint32_t sample = Rgb(Target().At(100 + (8 - 16) * 2, 60 - (24 - 16) * 2)), want = SourceCode(24, 8);
+    EXPECT_NEAR(int(want >> 16), int(sample >> 16), 12) << std::hex << sample;
+    EXPECT_NEAR(int(want >> 8 & 0xFF), int(sample >> 8 & 0xFF), 20) << std::hex << sample;
+    // The rest of the scene, for a person to compare.
+    const int32_t trapezoid[8] = {120, 70, 160, 70, 185, 112, 105, 112};
+    std::memcpy(corners.Ints(), trapezoid, sizeof trapezoid);
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip", 0, 24, 30));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 24, 85));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 384, -200, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 160, 30));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 256, 0, 160));  // faded (Direct3D only)
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip3", corners.Arg(), 1, 0));
+    Pixels scene = Target();
+    EXPECT_EQ(SourceCode(5, 5), Rgb(scene.At(24 - 16 + 5, 30 - 16 + 5)));
+    for (POINT p : {POINT{24, 85}, POINT{145, 100}}) EXPECT_NE(BACKGROUND, Rgb(scene.At(p.x, p.y))) << p.x << "," << p.y;
+    static Pixels render1;  // the processes differ: keep render mode 1's scene in a file
+    const std::string raw = pictureFolder + "\\chips_render1.raw";
+    if (pictureFolder.empty() || renderMode == 3) return;
+    HANDLE file = CreateFileA(raw.c_str(), renderMode == 1 ? GENERIC_WRITE : GENERIC_READ, 0, nullptr,
+                              renderMode == 1 ? CREATE_ALWAYS : OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return;
+    DWORD done = 0;
+    const DWORD bytes = static_cast<DWORD>(scene.values.size() * 4);
+    render1 = scene;
+    if (renderMode == 1) {
+        WriteFile(file, scene.values.data(), bytes, &done, nullptr);
+    } else {
+        ReadFile(file, render1.values.data(), bytes, &done, nullptr);
+    }
+    CloseHandle(file);
+    if (renderMode == 1 || done != bytes) return;
+    Pixels both = scene;
+    both.width = scene.width * 2 + 8;
+    both.values.assign(static_cast<size_t>(both.width) * both.height, 0xFFFFFFu);
+    for (int32_t y = 0; y < scene.height; ++y)
+        for (int32_t x = 0; x < scene.width; ++x) {
+            both.values[static_cast<size_t>(y) * both.width + x] = render1.At(x, y);
+            both.values[static_cast<size_t>(y) * both.width + scene.width + 8 + x] = scene.At(x, y);
+        }
+    SavePicture("chips_render1_and_render2.png", both);
+}
+
+namespace {
+
+uint32_t Code(uint32_t bits, uint8_t r, uint8_t g, uint8_t b) {
+    return bits == 16 ? (r >> 3) << 11 | (g >> 2) << 5 | b >> 3 : static_cast<uint32_t>(r) << 16 | g << 8 | b;
+}
+
+int32_t CountCode(const Pixels& p, uint32_t code, RECT r) {
+    int32_t count = 0;
+    for (int32_t y = r.top; y < r.bottom; ++y)
+        for (int32_t x = r.left; x < r.right; ++x) count += (p.At(x, y) & (p.bits >= 24 ? 0xFFFFFFu : 0xFFFFu)) == code;
+    return count;
+}
+
+void SetRateDisplay(const char* name, int32_t flags, int32_t x, int32_t y) {
+    Variable colours = Variable::Int(9);
+    const int32_t values[9] = {255, 255, 255, 0, 0, 0, 64, 64, 64};
+    std::memcpy(colours.Ints(), values, sizeof values);
+    ASSERT_EQ(0, plugin->Call(name, colours.Arg(), flags, x, y));
+}
+
+// Wine throttles windowed presents: one that follows another too soon reaches the window
+// only with the next. So the frame is presented again, as a game's loop would, until the
+// pixel shows the colour (a window shown again may take a moment to be mapped).
+std::vector<uint32_t> CaptureWhen(int32_t x, int32_t y, uint32_t colour) {
+    std::vector<uint32_t> shot;
+    for (int attempt = 0; attempt < 250; ++attempt) {
+        host::PumpMessages();
+        shot = host::CaptureScreen(hostScreen->Window(), 0, 0, WIDTH, HEIGHT);
+        if (shot[static_cast<size_t>(y) * WIDTH + x] == colour) break;
+        Sleep(20);
+        plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0);
+    }
+    return shot;
+}
+
+}  // namespace
+
+// The rate text on the back buffer, the clear after presenting, and the window's pixels
+// wherever the window is. An 8-bit screen's codes are palette indices: not compared there.
+TEST_F(Screen, UpdateDrawsTheRateAndReachesTheWindow) {
+    if (DesktopBits() == 8) GTEST_SKIP() << "an 8-bit screen's codes are palette indices";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    IDirectDrawSurface7* back = ReadState().At(0).Surface();
+    const uint32_t bits = ReadState().At(0).At<uint32_t>(172), white = Code(bits, 255, 255, 255);
+    const RECT all = {0, 0, WIDTH, HEIGHT}, text = {0, 0, 48, 20};
+    // "0 FPS" in white outlined in black at the top left, nothing white elsewhere.
+    SetRateDisplay("ZorvShowFrameRate", 3, 0, 0);
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", static_cast<int32_t>(Code(bits, 0, 0, 255)), 1));
+    EXPECT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
+    Pixels pixels = ReadPixels(back);
+    EXPECT_GT(CountCode(pixels, white, text), 10);
+    EXPECT_GT(CountCode(pixels, 0, text), 10);
+    EXPECT_EQ(CountCode(pixels, white, text), CountCode(pixels, white, all));
+    // Clearing after presenting fills the current surface for the next frame; a hidden rate
+    // draws nothing; flags 4 draws on a grey background.
+    const uint32_t green = Code(bits, 0, 255, 0);
+    EXPECT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 1, static_cast<int32_t>(green), 1));
+    EXPECT_EQ(WIDTH * HEIGHT, CountCode(ReadPixels(back), green, all));
+    SetRateDisplay("ZorvShowFrameRate", 0, 0, 0);
+    EXPECT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
+    EXPECT_EQ(WIDTH * HEIGHT, CountCode(ReadPixels(back), green, all));
+    SetRateDisplay("ZorvShowPolygonRate", 4, 100, 200);
+    EXPECT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
+    pixels = ReadPixels(back);
+    EXPECT_GT(CountCode(pixels, Code(bits, 64, 64, 64), all), 50);
+    EXPECT_EQ(0, CountCode(pixels, Code(bits, 64, 64, 64), RECT{0, 0, 100, HEIGHT}));
+    SetRateDisplay("ZorvShowPolygonRate", 0, 0, 0);
+
+    // A red frame with a yellow box and the rate text, then a blue one after the window moved.
+    SetRateDisplay("ZorvShowFrameRate", 3, 0, 0);
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", static_cast<int32_t>(Code(bits, 255, 0, 0)), 1));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 200, 100));
+    ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 40, 30, static_cast<int32_t>(Code(bits, 255, 255, 0))));
+    ASSERT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
+    std::vector<uint32_t> shot = CaptureWhen(300, 300, 0xFF0000u);
+    EXPECT_EQ(0xFF0000u, shot[300 * WIDTH + 300]);
+    EXPECT_EQ(0xFFFF00u, shot[110 * WIDTH + 210]);
+    EXPECT_GT(std::count(shot.begin(), shot.begin() + 20 * WIDTH, 0xFFFFFFu), 10) << "the frame-rate text";
+    if (!pictureFolder.empty()) host::SavePng((pictureFolder + "\\window_after_update.png").c_str(), shot, WIDTH, HEIGHT);
+    SetRateDisplay("ZorvShowFrameRate", 0, 0, 0);
+    HWND window = hostScreen->Window();
+    RECT frame;
+    GetWindowRect(window, &frame);
+    MoveWindow(window, frame.left + 120, frame.top + 70, frame.right - frame.left, frame.bottom - frame.top, TRUE);
+    host::PumpMessages();
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", static_cast<int32_t>(Code(bits, 0, 0, 255)), 1));
+    ASSERT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 0));
+    shot = CaptureWhen(5, 5, 0x0000FFu);
+    EXPECT_EQ(0x0000FFu, shot[5 * WIDTH + 5]);
+    EXPECT_EQ(0x0000FFu, shot[(HEIGHT - 5) * WIDTH + WIDTH - 5]);
+    MoveWindow(window, frame.left, frame.top, frame.right - frame.left, frame.bottom - frame.top, TRUE);
+    SetRateDisplay("ZorvShowFrameRate", 3, 0, 0);
+}
+
+// The hook keeps paint and, when asked, the screen saver from the host's own procedure.
+TEST_F(Screen, HookKeepsPaintAndScreenSaverFromTheHost) {
+    HWND window = hostScreen->Window();
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    const int user = host::HostMessageCount(WM_USER + 7), paints = host::HostMessageCount(WM_PAINT);
+    SendMessageA(window, WM_USER + 7, 0, 0);
+    EXPECT_EQ(user + 1, host::HostMessageCount(WM_USER + 7));
+    InvalidateRect(window, nullptr, FALSE);
+    UpdateWindow(window);
+    EXPECT_EQ(paints, host::HostMessageCount(WM_PAINT));
+    const int commands = host::HostMessageCount(WM_SYSCOMMAND);
+    ASSERT_EQ(0, plugin->Call("ZorvLimitSystemBehavior", 1));
+    EXPECT_EQ(1, SendMessageA(window, WM_SYSCOMMAND, SC_SCREENSAVE, 0));
+    SendMessageA(window, WM_SYSCOMMAND, SC_SCREENSAVE + 1, 0);  // low bits set: another command
+    EXPECT_EQ(commands + 1, host::HostMessageCount(WM_SYSCOMMAND));
+    ASSERT_EQ(0, plugin->Call("ZorvLimitSystemBehavior", 0));
+    EXPECT_EQ(0, SendMessageA(window, WM_SYSCOMMAND, SC_SCREENSAVE, 0));
+    EXPECT_EQ(commands + 2, host::HostMessageCount(WM_SYSCOMMAND));
+    // After the release the host's procedure gets every message again.
+    ASSERT_EQ(0, plugin->Call("ZorvReleasePrimarySurface"));
+    EXPECT_EQ(reinterpret_cast<LONG>(host::HostWindowProcedure()), GetWindowLongA(window, GWL_WNDPROC));
+    EXPECT_FALSE(IsWindowVisible(window));
+    ShowWindow(window, SW_SHOW);
+    InvalidateRect(window, nullptr, FALSE);
+    UpdateWindow(window);
+    EXPECT_EQ(paints + 1, host::HostMessageCount(WM_PAINT));
+}
+
+// Device names and display modes written into script variables: nothing past their end.
+TEST(Lists, DeviceNamesAndDisplayModes) {
+    Variable count = Variable::Int(1), name = Variable::String(64), small = Variable::String(1);
+    ASSERT_EQ(0, plugin->Call("ZorvEnumDDdevice", count.Arg()));
+    EXPECT_GE(count.Ints()[0], 1);
+    ASSERT_EQ(0, plugin->Call("ZorvGetDDdeviceName", name.Arg(), 0));
+    const size_t length = std::strlen(name.Text());
+    EXPECT_GT(length, 0u);
+    small.Fill(0x3C);
+    ASSERT_EQ(0, plugin->Call("ZorvGetDDdeviceName", small.Arg(), 0));  // cut to 3 and terminated
+    EXPECT_EQ(std::string(name.Text(), std::min<size_t>(length, 3)), small.Text());
+    EXPECT_TRUE(small.GuardsIntact());
+
+    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", count.Arg(), 0, 0));
+    const int32_t modes = count.Ints()[0];
+    ASSERT_GE(modes, 1);
+    Variable list = Variable::Int(modes * 4), shortList = Variable::Int(6);
+    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", list.Arg(), 0, 1));
+    bool desktop = false;  // under Xvfb Wine reports the screen's own mode
+    for (int32_t k = 0; k < modes; ++k) {
+        const int32_t* m = list.Ints() + 4 * k;
+        EXPECT_TRUE(m[0] > 0 && m[1] > 0 && m[3] >= 0 && (m[2] == 8 || m[2] == 16 || m[2] == 24 || m[2] == 32)) << k;
+        desktop = desktop || (m[0] == GetSystemMetrics(SM_CXSCREEN) && m[1] == GetSystemMetrics(SM_CYSCREEN) &&
+                              m[2] == DesktopBits());
+    }
+    EXPECT_TRUE(desktop);
+    EXPECT_TRUE(list.GuardsIntact());
+    // An array too short for every mode receives whole records only.
+    shortList.Fill(0x5A);
+    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", shortList.Arg(), 0, 1));
+    EXPECT_EQ(0, std::memcmp(shortList.Ints(), list.Ints(), 16));
+    EXPECT_EQ(0x5A5A5A5A, shortList.Ints()[4]);
+    EXPECT_TRUE(shortList.GuardsIntact());
+}
