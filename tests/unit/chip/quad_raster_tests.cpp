@@ -213,10 +213,10 @@ struct Canvas {
     void Set(int32_t x, int32_t y, uint32_t v) {
         for (int32_t k = 0; k < bytes; ++k) At(x, y)[k] = static_cast<uint8_t>(v >> (8 * k));
     }
-    RasterSurface Surface() { return RasterSurface{At(0, 0), pitch, 0, 0, width, height}; }
+    RasterSurface Surface() { return RasterSurface{At(0, 0), pitch, bytes * 8, 0, 0, width, height}; }
     // The surface as a caller hands it after locking rect: pixels at the rectangle's top-left.
     RasterSurface LockedAt(const RasterRect& rect) {
-        return RasterSurface{memory.data() + GUARD_BYTES + rect.top * pitch + rect.left * bytes, pitch, rect.left,
+        return RasterSurface{memory.data() + GUARD_BYTES + rect.top * pitch + rect.left * bytes, pitch, bytes * 8, rect.left,
                              rect.top, width, height};
     }
     // "" when every guard byte and every row's padding is untouched, else where the first change is.
