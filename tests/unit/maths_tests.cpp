@@ -139,33 +139,42 @@ TEST_F(Maths, Pacing) {
     }
 }
 
+// Scripts may pass any sizes, offsets, scales and positions: the arithmetic wraps in 32 bits.
 TEST_F(Maths, ChipQuads) {
     std::mt19937 r(5);
     for (int n = 0; n < LOOPS; ++n) {
-        // A chip's defaults and its extents about the anchor (floored, negated after the shift).
+        // A chip's defaults, and its extents about the anchor (floored, negated after the shift).
         ChipRecord chip{};
-        const int32_t w = 1 + r() % 512, h = 1 + r() % 512, sx = r() % 1024, sy = r() % 1024, index = AnyInt(r);
-        FillChip(&chip, &chip, index, -300, 40, w, h);
+        const bool small = n % 2;
+        const int32_t w = 1 + r() % (small ? 512 : INT32_MAX), h = 1 + r() % (small ? 512 : INT32_MAX);
+        const int32_t x0 = AnyInt(r), index = AnyInt(r);
+        FillChip(&chip, &chip, index, x0, 40, w, h);
         ASSERT_TRUE(chip.offsetX == w / 2 && chip.offsetY == h / 2 && chip.hitLeft == w / 4 && chip.hitTop == h / 4 &&
-                    chip.hitRight == 3 * w / 4 && chip.hitBottom == 3 * h / 4 && chip.srcLeft == -300 &&
-                    chip.srcRight == w - 300 && chip.srcBottom == h + 40 && chip.surfaceIndex == (index & 0xFFFF));
+                    chip.hitRight == FloorDiv(Low32(3 * int64_t{w}), 4) && chip.hitBottom == FloorDiv(Low32(3 * int64_t{h}), 4) &&
+                    chip.srcLeft == x0 && chip.srcRight == Low32(int64_t{x0} + w) && chip.srcBottom == Low32(int64_t{h} + 40) &&
+                    chip.surfaceIndex == (index & 0xFFFF) && chip.width == w && chip.height == h);
+        if (!small) chip.offsetX = AnyInt(r), chip.offsetY = AnyInt(r);
+        const int32_t sx = small ? r() % 1024 : AnyInt(r), sy = small ? r() % 1024 : AnyInt(r);
         const ChipExtents e = ExtentsOf(chip, sx, sy);
-        ASSERT_EQ(-(w / 2 * sx / 256), e.left);
-        ASSERT_EQ(-(h / 2 * sy / 256), e.top);
-        ASSERT_EQ((w - w / 2) * sx / 256, e.right);
-        ASSERT_EQ((h - h / 2) * sy / 256, e.bottom);
-        // Corners turned by the angle, against a true rotation: each scaled term is floored, so x
-        // (two terms added) lies up to 2 below it and y (one subtracted) within 1 of it.
-        const int32_t x = AnyInt(r) % 5000, y = AnyInt(r) % 5000, angle = AnyInt(r);
-        IntPoint c[4];
+        auto scaled = [](int64_t a, int64_t b) { return FloorDiv(Low32(int64_t{Low32(a)} * b), 256); };
+        ASSERT_EQ(-scaled(chip.offsetX, sx), e.left);
+        ASSERT_EQ(-scaled(chip.offsetY, sy), e.top);
+        ASSERT_EQ(scaled(int64_t{w} - chip.offsetX, sx), e.right);
+        ASSERT_EQ(scaled(int64_t{h} - chip.offsetY, sy), e.bottom);
+        // Corners about (0, 0) against a true rotation: each scaled term is floored, so x (two
+        // terms added) lies up to 2 below it and y (one subtracted) within 1 of it. Anywhere
+        // else they are the same corners moved, modulo 2^32.
+        const int32_t angle = AnyInt(r), x = AnyInt(r), y = AnyInt(r);
+        IntPoint c[4], at0[4];
+        ChipCorners(0, 0, e, angle, at0);
         ChipCorners(x, y, e, angle, c);
         const int32_t u[4] = {e.left, e.right, e.right, e.left}, v[4] = {e.top, e.top, e.bottom, e.bottom};
-        const double t = NormalizeAngle(angle) * 2 * M_PI / 1024;
+        const double t = NormalizeAngle(angle) * 2 * M_PI / 1024, cs = angle ? std::cos(t) : 1, sn = angle ? std::sin(t) : 0;
         for (int k = 0; k < 4; ++k) {
-            const double rx = angle == 0 ? x + u[k] : x + u[k] * std::cos(t) + v[k] * std::sin(t);
-            const double ry = angle == 0 ? y + v[k] : y + v[k] * std::cos(t) - u[k] * std::sin(t);
-            ASSERT_TRUE(c[k].x - rx > -2.1 && c[k].x - rx < 0.1 && std::abs(c[k].y - ry) < 1.1)
-                << "corner " << k << " at angle " << angle << ": " << c[k].x << ", " << c[k].y << " for " << rx << ", " << ry;
+            ASSERT_TRUE(c[k].x == Low32(int64_t{at0[k].x} + x) && c[k].y == Low32(int64_t{at0[k].y} + y)) << k;
+            if (!small) continue;
+            const double dx = at0[k].x - (u[k] * cs + v[k] * sn), dy = at0[k].y - (v[k] * cs - u[k] * sn);
+            ASSERT_TRUE(dx > -2.1 && dx < 0.1 && std::abs(dy) < 1.1) << "corner " << k << " at angle " << angle;
         }
         // Vertex colours: alpha 255 - transparency, colour factors times alpha / 256.
         const int32_t transparency = AnyInt(r);

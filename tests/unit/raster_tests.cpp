@@ -21,17 +21,18 @@ namespace {
 constexpr uint8_t GUARD = 0xA5;
 constexpr int32_t GUARD_BYTES = 64;  // before the first row and after the last
 
-// Pixels of 1 ... 4 bytes, rows padded inside the pitch, guard bytes around the whole.
+// Pixels of 1 ... 4 bytes, rows padded inside the pitch. A target has guard bytes around it; a
+// chip (padding 3) ends right after its last pixel, so that AddressSanitizer sees any read past it.
 struct Image {
-    int32_t w, h, bytes, pitch;
+    int32_t w, h, bytes, pitch, guard;
     std::vector<uint8_t> mem;
     Image(int32_t width, int32_t height, int32_t b, int32_t padding = 7)
-        : w(width), h(height), bytes(b), pitch(width * b + padding),
-          mem(static_cast<size_t>(2 * GUARD_BYTES + height * pitch), GUARD) {}
-    uint8_t* At(int32_t x, int32_t y) { return mem.data() + GUARD_BYTES + y * pitch + x * bytes; }
+        : w(width), h(height), bytes(b), pitch(width * b + padding), guard(padding == 3 ? 0 : GUARD_BYTES),
+          mem(static_cast<size_t>(2 * guard + height * pitch - (guard ? 0 : padding)), GUARD) {}
+    uint8_t* At(int32_t x, int32_t y) { return mem.data() + guard + y * pitch + x * bytes; }
     uint32_t Get(int32_t x, int32_t y) const {
         uint32_t v = 0;
-        for (int32_t k = 0; k < bytes; ++k) v |= uint32_t{mem[GUARD_BYTES + y * pitch + x * bytes + k]} << (8 * k);
+        for (int32_t k = 0; k < bytes; ++k) v |= uint32_t{mem[guard + y * pitch + x * bytes + k]} << (8 * k);
         return v;
     }
     void Set(int32_t x, int32_t y, uint32_t v) {
@@ -49,7 +50,7 @@ struct Image {
         return RasterSurface{At(left, top), pitch, bytes * 8, left, top, w, h};
     }
     RasterSource Source(bool keyed = false, uint32_t key = 0) const {
-        return RasterSource{mem.data() + GUARD_BYTES, pitch, bytes * 8, keyed, key};
+        return RasterSource{mem.data() + guard, pitch, bytes * 8, keyed, key};
     }
     RasterRect Rect() const { return RasterRect{100, 40, 100 + w, 40 + h}; }  // only its size counts
 };
