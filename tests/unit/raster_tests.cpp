@@ -28,7 +28,9 @@ struct Image {
     std::vector<uint8_t> mem;
     Image(int32_t width, int32_t height, int32_t b, int32_t padding = 7)
         : w(width), h(height), bytes(b), pitch(width * b + padding), guard(padding == 3 ? 0 : GUARD_BYTES),
-          mem(static_cast<size_t>(2 * guard + height * pitch - (guard ? 0 : padding)), GUARD) {}
+          mem(static_cast<size_t>(2 * guard + height * pitch - (guard ? 0 : padding)), GUARD) {
+        for (int32_t y = 0; y < h; ++y) std::memset(At(0, y), 0, static_cast<size_t>(w * bytes));
+    }
     uint8_t* At(int32_t x, int32_t y) { return mem.data() + guard + y * pitch + x * bytes; }
     uint32_t Get(int32_t x, int32_t y) const {
         uint32_t v = 0;
@@ -91,10 +93,8 @@ void Pick(int64_t& acc, int64_t& index, int64_t last, int64_t major) {
 // Returns what RasterizeQuad must return; draws onto out (addressed by position only).
 int32_t Model(Image& out, const RasterClip& clip, const RasterQuad& q, const Image& chip, bool keyed, uint32_t key) {
     if (chip.bytes != out.bytes) return 0;
-    int64_t minX = *std::min_element(q.x, q.x + 4), maxX = *std::max_element(q.x, q.x + 4);
-    int64_t minY = *std::min_element(q.y, q.y + 4), maxY = *std::max_element(q.y, q.y + 4);
-    if (std::max<int64_t>(minX, 0) > std::min<int64_t>(maxX, out.w) ||
-        std::max<int64_t>(minY, 0) > std::min<int64_t>(maxY, out.h)) return 0;
+    if (std::max(*std::min_element(q.x, q.x + 4), 0) > std::min(*std::max_element(q.x, q.x + 4), out.w) ||
+        std::max(*std::min_element(q.y, q.y + 4), 0) > std::min(*std::max_element(q.y, q.y + 4), out.h)) return 0;
     bool unclipped = true;
     for (int i = 0; i < 4; ++i) {
         unclipped = unclipped && clip.left <= q.x[i] && q.x[i] <= clip.right && clip.top <= q.y[i] && q.y[i] <= clip.bottom;
@@ -161,25 +161,16 @@ Image Both(const Image& canvas, const RasterClip& clip, const RasterQuad& q, con
 
 Image Pattern(int32_t w, int32_t h, int32_t bytes) {  // a distinct value per pixel where the size allows
     Image chip(w, h, bytes, 3);
-    for (int32_t r = 0; r < h; ++r) {
-        for (int32_t c = 0; c < w; ++c) chip.Set(c, r, bytes == 1 ? (c * 7 + r * 13) % 254 + 1 : 0x8000u | r << 8 | c);
-    }
+    for (int32_t i = 0; i < w * h; ++i) chip.Set(i % w, i / w, bytes == 1 ? (i * 7) % 254 + 1 : 0x8000u | i);
     return chip;
-}
-Image Blank(int32_t w, int32_t h, int32_t bytes) {
-    Image canvas(w, h, bytes);
-    for (int32_t y = 0; y < h; ++y) {
-        for (int32_t x = 0; x < w; ++x) canvas.Set(x, y, 0);
-    }
-    return canvas;
 }
 
 // ---- The documented cases, drawn by both: they pin the model down ----------------------------
 
 TEST(QuadRaster, DocumentedCases) {
-    for (int32_t bytes = 1; bytes <= 4; ++bytes) {
+    for (int32_t bytes = 1; bytes <= 4; ++bytes) {  // one sample per pixel, in every size
         const Image chip = Pattern(32, 32, bytes);
-        Image copy = Both(Blank(40, 40, bytes), {0, 0, 39, 39}, Box(4, 4, 35, 35), chip);  // one pixel per sample
+        const Image copy = Both(Image(40, 40, bytes), {0, 0, 39, 39}, Box(4, 4, 35, 35), chip);
         for (int32_t y = 0; y < 40; ++y) {
             for (int32_t x = 0; x < 40; ++x) {
                 const bool in = x >= 4 && x < 36 && y >= 4 && y < 36;
@@ -187,36 +178,29 @@ TEST(QuadRaster, DocumentedCases) {
             }
         }
     }
+    // Samples are picked rounding at the half: twice as large reads 0, 0, 1, 1, ... 31, 31,
+    // and 16 pixels over 64 columns read the columns below.
+    const Image half = Pattern(32, 32, 4), twice = Both(Image(70, 70, 4), {0, 0, 69, 69}, Box(0, 0, 63, 63), half);
+    for (int32_t x = 0; x < 64; ++x) EXPECT_EQ(half.Get(x / 2, x / 2), twice.Get(x, x)) << x;
     const Image chip = Pattern(64, 32, 4);
-    Image twice = Both(Blank(70, 70, 4), {0, 0, 69, 69}, Box(0, 0, 63, 63), Pattern(32, 32, 4));
-    const int32_t doubled[8][2] = {{0, 0}, {1, 0}, {2, 1}, {3, 1}, {4, 2}, {5, 2}, {62, 31}, {63, 31}};
-    for (const auto& p : doubled) EXPECT_EQ(Pattern(32, 32, 4).Get(p[1], 0), twice.Get(p[0], 0)) << p[0];
-    Image shrunk = Both(Blank(20, 8, 4), {0, 0, 19, 7}, Box(2, 1, 17, 1), chip);  // rounds at the half
+    const Image shrunk = Both(Image(20, 8, 4), {0, 0, 19, 7}, Box(2, 1, 17, 1), chip);
     const int32_t columns[16] = {0, 4, 8, 13, 17, 21, 25, 29, 34, 38, 42, 46, 50, 55, 59, 63};
     for (int32_t i = 0; i < 16; ++i) EXPECT_EQ(chip.Get(columns[i], 0), shrunk.Get(2 + i, 1)) << i;
-    // A 45-degree span is a staircase with one pixel past its end, (14, 15).
-    const Image five = Pattern(5, 1, 4);
-    Image stairs = Both(Blank(24, 24, 4), {0, 0, 23, 23}, Quad(10, 10, 14, 14, 14, 14, 10, 10), five);
+    // A 45-degree span is a staircase of 10 pixels, one past its end at (14, 15).
+    const Image five = Pattern(5, 1, 4), stairs = Both(Image(24, 24, 4), {0, 0, 23, 23}, Quad(10, 10, 14, 14, 14, 14, 10, 10), five);
     int32_t drawn = 0;
-    for (int32_t y = 0; y < 24; ++y) {
-        for (int32_t x = 0; x < 24; ++x) drawn += stairs.Get(x, y) != 0;
-    }
+    for (int32_t i = 0; i < 24 * 24; ++i) drawn += stairs.Get(i % 24, i / 24) != 0;
     EXPECT_EQ(10, drawn);
-    for (int32_t i = 0; i < 5; ++i) {
-        EXPECT_EQ(five.Get(i, 0), stairs.Get(10 + i, 10 + i)) << i;
-        EXPECT_EQ(five.Get(i, 0), stairs.Get(10 + i, 11 + i)) << i;
-    }
-    // Inclusive draw area: x = 99 written, x = 100 not.
-    Image clipped = Both(Blank(120, 120, 4), {0, 0, 99, 99}, Box(90, 90, 109, 109), chip);
+    for (int32_t i = 0; i < 10; ++i) EXPECT_EQ(five.Get(i / 2, 0), stairs.Get(10 + i / 2, 10 + (i + 1) / 2)) << i;
+    // The draw area is inclusive: x = 99 is written, x = 100 is not.
+    const Image clipped = Both(Image(120, 120, 4), {0, 0, 99, 99}, Box(90, 90, 109, 109), chip);
     EXPECT_NE(0u, clipped.Get(99, 99));
     EXPECT_EQ(0u, clipped.Get(100, 99));
 }
 
 // ---- Seeded random cases against the model ----------------------------------------------------
 
-int32_t Uniform(std::mt19937& r, int32_t lo, int32_t hi) {
-    return lo + static_cast<int32_t>(r() % static_cast<uint32_t>(hi - lo + 1));
-}
+int32_t Uniform(std::mt19937& r, int32_t lo, int32_t hi) { return lo + static_cast<int32_t>(r() % uint32_t(hi - lo + 1)); }
 
 TEST(QuadRaster, RandomQuadsMatchTheModel) {
     int32_t drew = 0;
@@ -229,10 +213,7 @@ TEST(QuadRaster, RandomQuadsMatchTheModel) {
         const int32_t cw = Uniform(r, 1, 40), ch = Uniform(r, 1, 40);
         const uint32_t kind = r() % 24;
         RasterQuad q{};
-        auto near = [&](int32_t k, int32_t margin) {
-            q.x[k] = Uniform(r, -margin, w + margin);
-            q.y[k] = Uniform(r, -margin, h + margin);
-        };
+        auto near = [&](int32_t k, int32_t margin) { q.x[k] = Uniform(r, -margin, w + margin), q.y[k] = Uniform(r, -margin, h + margin); };
         if (kind < 4) {  // a chip turned and scaled as the transformed drawing does
             const double a = (r() % 1024) * M_PI / 512.0, s = 0.25 + (r() % 1000) / 400.0;
             const double cx = Uniform(r, -10, w + 10), cy = Uniform(r, -10, h + 10);
@@ -282,26 +263,16 @@ TEST(QuadRaster, RandomQuadsMatchTheModel) {
             q = r() % 2 ? Quad(-32764, 0, -32772, 1, 32764, 6, -32764, 5) : Quad(-32766, 0, 32766, 8, 32766, 9, -32766, 1);
             q.y[2] += Uniform(r, 0, 2);
         }
-        RasterClip clip{0, 0, w - 1, h - 1};
-        switch (r() % 5) {
-            case 1: clip = RasterClip{0, 0, w, h}; break;  // the screen's: one past the surface
-            case 2: clip = RasterClip{-50, -50, 5000, 5000}; break;
-            case 3: {
-                const int32_t l = Uniform(r, -5, w), t = Uniform(r, -5, h);
-                clip = RasterClip{l, t, l + Uniform(r, -2, w), t + Uniform(r, -2, h)};
-            }
-        }
+        // The surface, the screen's draw area (one past the surface), a large one or any.
+        const int32_t how = r() % 5, l = Uniform(r, -5, w), t = Uniform(r, -5, h), cr = Uniform(r, -2, w), cb = Uniform(r, -2, h);
+        const RasterClip clip = how == 1 ? RasterClip{0, 0, w, h} : how == 2 ? RasterClip{-50, -50, 5000, 5000}
+                                : how == 3 ? RasterClip{l, t, l + cr, t + cb} : RasterClip{0, 0, w - 1, h - 1};
         const uint32_t mask = bytes == 4 ? ~0u : (1u << (8 * bytes)) - 1, keyValue = r() & mask;
-        Image chip(cw, ch, bytes, 3);
-        for (int32_t y = 0; y < ch; ++y) {
-            for (int32_t x = 0; x < cw; ++x) chip.Set(x, y, r() % 4 == 0 ? keyValue : r() & mask);
-        }
+        Image chip(cw, ch, bytes, 3), canvas(w, h, targetBytes);
+        for (int32_t i = 0; i < cw * ch; ++i) chip.Set(i % cw, i / cw, r() % 4 == 0 ? keyValue : r() & mask);
+        for (int32_t i = 0; i < w * h; ++i) canvas.Set(i % w, i / w, r());
         // The bits above the pixel's count for 24 and 32 bits only.
         const uint32_t key = bytes == 3 && r() % 2 ? keyValue : keyValue | (r() & ~mask);
-        Image canvas(w, h, targetBytes);
-        for (int32_t y = 0; y < h; ++y) {
-            for (int32_t x = 0; x < w; ++x) canvas.Set(x, y, r());
-        }
         const bool keyed = r() % 2, locked = r() % 2;
         const Image got = Both(canvas, clip, q, chip, keyed, key, locked);
         drew += got.mem != canvas.mem;
@@ -321,7 +292,7 @@ TEST(QuadRaster, NothingIsWrittenOutsideTheTarget) {
     for (int32_t i = 0; i < 3000; ++i) {
         const int32_t bytes = 1 + i % 4, targetBytes = i % 7 == 0 ? 1 + (i / 7) % 4 : bytes;
         const Image chip = Pattern(Uniform(r, 1, 40), Uniform(r, 1, 40), bytes);
-        Image canvas = Blank(32, 24, targetBytes);
+        Image canvas = Image(32, 24, targetBytes);
         const Image before = canvas;
         RasterQuad q{};
         for (int k = 0; k < 8; ++k) {
@@ -345,9 +316,7 @@ TEST(QuadRaster, NothingIsWrittenOutsideTheTarget) {
 void DrawAllKeyChips(uint8_t* readOnly) {
     for (int32_t bytes = 1; bytes <= 4; ++bytes) {
         Image chip(16, 16, bytes, 3);
-        for (int32_t y = 0; y < 16; ++y) {
-            for (int32_t x = 0; x < 16; ++x) chip.Set(x, y, 0x00C0FFEE);
-        }
+        for (int32_t i = 0; i < 16 * 16; ++i) chip.Set(i % 16, i / 16, 0x00C0FFEE);
         const RasterSurface target{readOnly, 64 * bytes, bytes * 8, 0, 0, 64, 64};
         for (const RasterQuad& q : {Box(4, 4, 19, 19), Box(0, 0, 40, 9), Box(50, 50, 70, 70),
                                     Quad(30, 2, 50, 20, 32, 40, 12, 22), Quad(20, 20, 21, 20, 21, 40, 20, 40)}) {
