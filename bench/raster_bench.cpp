@@ -107,7 +107,8 @@ Geometry MakeGeometry(int32_t side, double degrees, bool clipped, int32_t bytes)
     // Count the quad's pixels: draw a chip without zero pixels onto a cleared target.
     std::vector<uint8_t> target(static_cast<size_t>(TARGET_WIDTH * TARGET_HEIGHT * bytes), 0);
     std::vector<uint8_t> chip(static_cast<size_t>(side * side * bytes), 0x5A);
-    zorv::RasterizeQuad(zorv::RasterSurface{target.data(), TARGET_WIDTH * bytes, 0, 0, TARGET_WIDTH, TARGET_HEIGHT},
+    zorv::RasterizeQuad(zorv::RasterSurface{target.data(), TARGET_WIDTH * bytes, bytes * 8, 0, 0, TARGET_WIDTH,
+                                            TARGET_HEIGHT},
                         g.clip, g.quad, zorv::RasterSource{chip.data(), side * bytes, bytes * 8, false, 0},
                         zorv::RasterRect{0, 0, side, side});
     for (size_t i = 0; i < target.size(); i += static_cast<size_t>(bytes)) g.pixels += target[i] != 0 ? 1 : 0;
@@ -118,7 +119,7 @@ void BM_Zorv(benchmark::State& state, int32_t side, double degrees, int32_t byte
     const Geometry g = MakeGeometry(side, degrees, clipped, bytes);
     const std::vector<uint8_t> chip = MakeChip(side, bytes);
     std::vector<uint32_t>& buffer = TargetBuffer(bytes);
-    const zorv::RasterSurface target{reinterpret_cast<uint8_t*>(buffer.data()), TARGET_WIDTH * bytes, 0, 0,
+    const zorv::RasterSurface target{reinterpret_cast<uint8_t*>(buffer.data()), TARGET_WIDTH * bytes, bytes * 8, 0, 0,
                                      TARGET_WIDTH, TARGET_HEIGHT};
     const zorv::RasterSource source{chip.data(), side * bytes, bytes * 8, keyed, bytes == 4 ? KEY_32 : KEY_16};
     const zorv::RasterRect rect{0, 0, side, side};

@@ -23,6 +23,13 @@ struct ChipRecord {
     uint16_t surfaceIndex;  // the source surface's index in the surface table
 };
 
+// Sizes, offsets, scales and positions reach the chip arithmetic from scripts unchecked. Sums
+// and products wrap in 32 bits as the 32-bit plugin's arithmetic always has; they are computed
+// unsigned so that the wrap is defined rather than a signed overflow.
+inline int32_t WrapAdd(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b)); }
+inline int32_t WrapSub(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b)); }
+inline int32_t WrapMul(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b)); }
+
 extern ChipRecord* chipTable;  // null while no table exists
 extern int32_t chipCount;
 
@@ -32,15 +39,15 @@ inline void FillChip(ChipRecord* chip, void* surface, int32_t surfaceIndex, int3
                      int32_t height) {
     chip->hitLeft = width >> 2;
     chip->hitTop = height >> 2;
-    chip->hitRight = (3 * width) >> 2;
-    chip->hitBottom = (3 * height) >> 2;
+    chip->hitRight = WrapMul(3, width) >> 2;
+    chip->hitBottom = WrapMul(3, height) >> 2;
     chip->offsetX = width >> 1;
     chip->offsetY = height >> 1;
     chip->sourceSurface = surface;
     chip->srcLeft = x;
     chip->srcTop = y;
-    chip->srcRight = x + width;
-    chip->srcBottom = y + height;
+    chip->srcRight = WrapAdd(x, width);
+    chip->srcBottom = WrapAdd(y, height);
     chip->width = width;
     chip->height = height;
     chip->surfaceIndex = static_cast<uint16_t>(surfaceIndex);

@@ -6,10 +6,10 @@ namespace zorv {
 namespace {
 
 // The centre is computed as 32-bit integers that wrap, like the plugin's scripts expect for
-// ordinary coordinates; unsigned arithmetic keeps the wrap defined.
-int32_t Add(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b)); }
-int32_t Sub(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b)); }
-int32_t Mul(int32_t a, int32_t b) { return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b)); }
+// ordinary coordinates (WrapAdd, WrapSub and WrapMul keep the wrap defined).
+int32_t Add(int32_t a, int32_t b) { return WrapAdd(a, b); }
+int32_t Sub(int32_t a, int32_t b) { return WrapSub(a, b); }
+int32_t Mul(int32_t a, int32_t b) { return WrapMul(a, b); }
 int32_t Div(int32_t a, int32_t b) {
     if (b == -1) return Sub(0, a);  // INT32_MIN / -1 wraps instead of trapping
     return a / b;
@@ -19,10 +19,10 @@ int32_t Div(int32_t a, int32_t b) {
 
 void ChipCorners(int32_t x, int32_t y, const ChipExtents& e, int32_t angle, IntPoint corners[4]) {
     if (angle == 0) {
-        corners[0] = IntPoint{x + e.left, y + e.top};
-        corners[1] = IntPoint{x + e.right, y + e.top};
-        corners[2] = IntPoint{x + e.right, y + e.bottom};
-        corners[3] = IntPoint{x + e.left, y + e.bottom};
+        corners[0] = IntPoint{WrapAdd(x, e.left), WrapAdd(y, e.top)};
+        corners[1] = IntPoint{WrapAdd(x, e.right), WrapAdd(y, e.top)};
+        corners[2] = IntPoint{WrapAdd(x, e.right), WrapAdd(y, e.bottom)};
+        corners[3] = IntPoint{WrapAdd(x, e.left), WrapAdd(y, e.bottom)};
         return;
     }
     const int32_t a = NormalizeAngle(angle);

@@ -16,7 +16,7 @@ struct IntPoint {
 };
 
 // The chip's edges around its anchor at scales sx, sy (256 = 1.0); the negation comes after
-// the shift, so a left extent of -16.5 pixels is -16.
+// the shift, so a left extent of -16.5 pixels is -16. Products wrap in 32 bits (see WrapMul).
 struct ChipExtents {
     int32_t left;
     int32_t top;
@@ -24,14 +24,15 @@ struct ChipExtents {
     int32_t bottom;
 };
 inline ChipExtents ExtentsOf(const ChipRecord& chip, int32_t sx, int32_t sy) {
-    return ChipExtents{-((chip.offsetX * sx) >> 8), -((chip.offsetY * sy) >> 8),
-                       ((chip.width - chip.offsetX) * sx) >> 8, ((chip.height - chip.offsetY) * sy) >> 8};
+    return ChipExtents{-(WrapMul(chip.offsetX, sx) >> 8), -(WrapMul(chip.offsetY, sy) >> 8),
+                       WrapMul(WrapSub(chip.width, chip.offsetX), sx) >> 8,
+                       WrapMul(WrapSub(chip.height, chip.offsetY), sy) >> 8};
 }
 
 // Extent pair (u, v) turned by angle a (0 ... 1023) about (x, y); at a = 256 the chip's
 // right-pointing axis points up the screen.
 inline IntPoint RotatedCorner(int32_t x, int32_t y, int32_t u, int32_t v, int32_t a) {
-    return IntPoint{x + ScaledCos(a, u) + ScaledSin(a, v), y + ScaledCos(a, v) - ScaledSin(a, u)};
+    return IntPoint{WrapAdd(x, ScaledCos(a, u) + ScaledSin(a, v)), WrapAdd(y, ScaledCos(a, v) - ScaledSin(a, u))};
 }
 
 // The four corners of a chip drawn about (x, y); angle 0 is not rotated at all.

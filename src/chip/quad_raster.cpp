@@ -242,12 +242,9 @@ void CopyRun(uint8_t* dst, ptrdiff_t dstStep, const uint8_t* src, int32_t count,
             std::memmove(dst, src, static_cast<size_t>(count) * B);
             return;
         }
-        // Written as a select that always stores, so that the compiler can vectorise it.
-        for (int32_t k = 0; k < count; ++k) {
-            const typename Pixel::Value v = Pixel::Load(src + k * B);
-            const typename Pixel::Value old = Pixel::Load(dst + k * B);
-            Pixel::Store(dst + k * B, Pixel::IsKey(v, keyCode) ? old : v);
-        }
+        // A keyed pixel is skipped without touching the target: the target is locked
+        // write-only, so reading it back (to store it unchanged) is not allowed.
+        for (int32_t k = 0; k < count; ++k) Plot<Pixel, Keyed>(dst + k * B, Pixel::Load(src + k * B), keyCode);
         return;
     }
     for (int32_t k = 0; k < count; ++k) {
@@ -767,18 +764,22 @@ bool QuadLockRect(const RasterQuad& quad, int32_t width, int32_t height, RasterR
     return true;
 }
 
-void RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const RasterQuad& quad,
-                   const RasterSource& source, const RasterRect& srcRect) {
+int32_t RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const RasterQuad& quad,
+                      const RasterSource& source, const RasterRect& srcRect) {
     const int32_t bits = source.bitsPerPixel;
-    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) return;
-    if (target.pixels == nullptr || source.pixels == nullptr) return;
+    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) return 0;
+    // Target and source of different pixel sizes draw nothing. Addressing the target with the
+    // source's size would write past it (a 32-bit chip on a 16-bit target), and the colours
+    // could not be converted meaningfully anyway: the script author gets no garbage and no crash.
+    if (target.bitsPerPixel != bits) return 0;
+    if (target.pixels == nullptr || source.pixels == nullptr) return 0;
     RasterRect lockRect{};
-    if (!QuadLockRect(quad, target.width, target.height, &lockRect)) return;
-    if (target.width <= 0 || target.height <= 0) return;
+    if (!QuadLockRect(quad, target.width, target.height, &lockRect)) return 0;
+    if (target.width <= 0 || target.height <= 0) return 0;
     const int64_t lastColumn = static_cast<int64_t>(srcRect.right) - srcRect.left - 1;
     const int64_t lastRow = static_cast<int64_t>(srcRect.bottom) - srcRect.top - 1;
     // An empty source rectangle has no sample to read (chips are at least 1 x 1).
-    if (lastColumn < 0 || lastRow < 0 || lastColumn >= MAX_SOURCE_SIDE || lastRow >= MAX_SOURCE_SIDE) return;
+    if (lastColumn < 0 || lastRow < 0 || lastColumn >= MAX_SOURCE_SIDE || lastRow >= MAX_SOURCE_SIDE) return 0;
 
     // Positions are 16-bit, so no pixel past 32767 is reachable.
     const int32_t surfaceRight = Min32(target.width, COORD_MAX + 1) - 1;
@@ -809,7 +810,7 @@ void RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const Ra
         q.top = Max32(clip.top, 0);
         q.right = Min32(clip.right, surfaceRight);
         q.bottom = Min32(clip.bottom, surfaceBottom);
-        if (q.left > q.right || q.top > q.bottom) return;
+        if (q.left > q.right || q.top > q.bottom) return 0;
     }
     q.target = target.pixels;
     q.pitch = target.pitch;
@@ -829,6 +830,7 @@ void RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const Ra
         q.y[i] = quad.y[i];
     }
     WALKS[bits / 8 - 1][source.keyed ? 1 : 0][clipped ? 1 : 0](q);
+    return 1;
 }
 
 }  // namespace zorv

@@ -14,7 +14,8 @@ namespace zorv {
 // rectangle's left and top (from QuadLockRect) as the origin; pass 0, 0 with the surface start.
 struct RasterSurface {
     uint8_t* pixels;
-    int32_t pitch;    // bytes from one row to the next
+    int32_t pitch;         // bytes from one row to the next
+    int32_t bitsPerPixel;  // must equal the source's: pixels are copied byte for byte
     int32_t originX;
     int32_t originY;
     int32_t width;    // the whole surface; nothing outside 0 <= x < width, 0 <= y < height is written
@@ -22,7 +23,7 @@ struct RasterSurface {
 };
 
 // The locked chip source. pixels addresses the source rectangle's top-left pixel and must
-// hold the whole rectangle. The target is addressed with the source's pixel size.
+// hold the whole rectangle.
 struct RasterSource {
     const uint8_t* pixels;
     int32_t pitch;
@@ -52,9 +53,13 @@ struct RasterRect {
 bool QuadLockRect(const RasterQuad& quad, int32_t width, int32_t height, RasterRect* lockRect);
 
 // Draws the chip srcRect of source onto quad on target. Pixels are copied unchanged; with the
-// key on, source pixels equal to the key leave the target as it is. When every corner lies in
-// clip no pixel is bounds-tested against it; otherwise only pixels inside clip are written.
-void RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const RasterQuad& quad,
+// key on, source pixels equal to the key leave the target as it is (neither read nor written:
+// the target is locked write-only). When every corner lies in clip no pixel is bounds-tested
+// against it; otherwise only pixels inside clip are written.
+// Returns 1 when the pixel loops ran, 0 when the inputs left nothing to draw: a pixel size
+// other than 8, 16, 24 or 32 bits, target and source of different sizes, no memory, an empty
+// bounding box, source rectangle or draw area.
+int32_t RasterizeQuad(const RasterSurface& target, const RasterClip& clip, const RasterQuad& quad,
                    const RasterSource& source, const RasterRect& srcRect);
 
 }  // namespace zorv

@@ -32,7 +32,10 @@ int32_t RasterizeChipQuad(SurfaceRecord* target, const int32_t corners[8], Surfa
         return hr;
     }
 
-    RasterSurface out = {static_cast<uint8_t*>(target->desc.lpSurface), target->desc.lPitch, box.left, box.top,
+    // The target's own pixel size from the locked description: when it differs from the
+    // source's the pixel loops draw nothing, and the call still answers the Unlock result (0).
+    RasterSurface out = {static_cast<uint8_t*>(target->desc.lpSurface), target->desc.lPitch,
+                         static_cast<int32_t>(target->desc.ddpfPixelFormat.dwRGBBitCount), box.left, box.top,
                          width, height};
     RasterSource in = {static_cast<const uint8_t*>(source->desc.lpSurface), source->desc.lPitch,
                        static_cast<int32_t>(source->desc.ddpfPixelFormat.dwRGBBitCount), source->transparentOn != 0,
