@@ -12,19 +12,12 @@
 namespace host {
 
 namespace {
-constexpr size_t DESCRIPTOR_BYTES = 64;
-constexpr size_t TAG_OFFSET = 0;
-constexpr size_t SIZE_OFFSET = 8;
-constexpr size_t DATA_OFFSET = 28;
+constexpr size_t DESCRIPTOR_BYTES = 64, TAG_OFFSET = 0, SIZE_OFFSET = 8, DATA_OFFSET = 28;
+constexpr uint8_t GUARD = 0xA5, HOST_FILL = 0xCD;
 
 template <class T>
 void Poke(std::vector<uint8_t>& bytes, size_t offset, T value) {
     std::memcpy(bytes.data() + offset, &value, sizeof value);
-}
-
-bool IsHostOnlyDescriptorByte(size_t i) {
-    return !(i < TAG_OFFSET + 2 || (i >= SIZE_OFFSET && i < SIZE_OFFSET + 4) ||
-             (i >= DATA_OFFSET && i < DATA_OFFSET + 4));
 }
 
 const char WINDOW_CLASS[] = "ZorvHostWindow";
@@ -69,37 +62,32 @@ std::string Convert(const char* text, UINT from, UINT to) {
 // ---- Variables -------------------------------------------------------------------------
 
 Variable::Variable(uint16_t tag, int32_t size4)
-    : descriptor_(DESCRIPTOR_BYTES, HOST_FILL),
-      buffer_(GUARD_BYTES * 2 + static_cast<size_t>(size4 > 0 ? size4 : 0) * 4, GUARD),
-      dataBytes_(static_cast<size_t>(size4 > 0 ? size4 : 0) * 4) {
-    std::memset(Data(), 0, dataBytes_);
+    : descriptor_(DESCRIPTOR_BYTES, HOST_FILL), buffer_(GUARD_BYTES * 2 + (size4 > 0 ? size4 * 4u : 0u), GUARD) {
+    std::memset(Data(), 0, DataBytes());
     Poke<uint16_t>(descriptor_, TAG_OFFSET, tag);
     Poke<int32_t>(descriptor_, SIZE_OFFSET, size4);
     Poke<uint32_t>(descriptor_, DATA_OFFSET, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(Data())));
 }
 
-Variable Variable::Int(int32_t elements) { return Variable(INT, elements); }
-Variable Variable::String(int32_t size4) { return Variable(STRING, size4); }
-
-void Variable::Fill(uint8_t value) { std::memset(Data(), value, dataBytes_); }
+void Variable::Fill(uint8_t value) { std::memset(Data(), value, DataBytes()); }
 
 bool Variable::GuardsIntact() const {
-    for (size_t i = 0; i < GUARD_BYTES; ++i) {
-        if (buffer_[i] != GUARD || buffer_[GUARD_BYTES + dataBytes_ + i] != GUARD) return false;
-    }
+    for (size_t i = 0; i < GUARD_BYTES; ++i)
+        if (buffer_[i] != GUARD || buffer_[buffer_.size() - 1 - i] != GUARD) return false;
     return true;
 }
 
 bool Variable::DescriptorIntact() const {
     for (size_t i = 0; i < DESCRIPTOR_BYTES; ++i) {
-        if (IsHostOnlyDescriptorByte(i) && descriptor_[i] != HOST_FILL) return false;
+        const bool read = i < TAG_OFFSET + 2 || (i >= SIZE_OFFSET && i < SIZE_OFFSET + 4) || (i >= DATA_OFFSET && i < DATA_OFFSET + 4);
+        if (!read && descriptor_[i] != HOST_FILL) return false;
     }
     return true;
 }
 
 // ---- Screen ----------------------------------------------------------------------------
 
-Screen::Screen(int width, int height, bool palette8) : record_(RECORD_BYTES, 0) {
+Screen::Screen(int width, int height) : record_(512, 0) {
     RegisterWindowClass();
     RECT rect = {0, 0, width, height};
     AdjustWindowRect(&rect, WS_OVERLAPPEDWINDOW, FALSE);
@@ -107,46 +95,21 @@ Screen::Screen(int width, int height, bool palette8) : record_(RECORD_BYTES, 0) 
                               rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr,
                               GetModuleHandleA(nullptr), nullptr);
     PumpMessages();
-
     HDC windowDc = GetDC(window_);
     dc_ = CreateCompatibleDC(windowDc);
     ReleaseDC(window_, windowDc);
-
-    struct {
-        BITMAPINFOHEADER header;
-        RGBQUAD colours[256];
-    } info = {};
-    info.header.biSize = sizeof(BITMAPINFOHEADER);
-    info.header.biWidth = width;
-    info.header.biHeight = height;  // bottom-up, as the host keeps its buffers
-    info.header.biPlanes = 1;
-    info.header.biBitCount = palette8 ? 8 : 24;
-    info.header.biCompression = BI_RGB;
-    colours_.assign(256, RGBQUAD{0, 0, 0, 0});
-    if (palette8) {
-        info.header.biClrUsed = 256;
-        for (int i = 0; i < 256; ++i) {
-            colours_[i] = RGBQUAD{static_cast<BYTE>(i), static_cast<BYTE>(i), static_cast<BYTE>(i), 0};
-            info.colours[i] = colours_[i];
-        }
-    }
+    BITMAPINFO info = {};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, height, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     void* bits = nullptr;
-    dib_ = CreateDIBSection(dc_, reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
-    bits_ = static_cast<uint8_t*>(bits);
+    dib_ = CreateDIBSection(dc_, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     oldBitmap_ = SelectObject(dc_, dib_);
-
+    auto address = [](const void* p) { return static_cast<int32_t>(reinterpret_cast<uintptr_t>(p)); };
     SetField(WIDTH, width);
     SetField(HEIGHT, height);
-    SetField(PALETTE_MODE, palette8 ? 1 : 0);
-    SetField(HDC_FIELD, static_cast<int32_t>(reinterpret_cast<uintptr_t>(dc_)));
-    SetField(BITS, static_cast<int32_t>(reinterpret_cast<uintptr_t>(bits_)));
-    SetField(COLOUR_TABLE, static_cast<int32_t>(reinterpret_cast<uintptr_t>(colours_.data())));
-    SetField(PALETTE_COUNT, palette8 ? 256 : 0);
-    SetField(HWND_FIELD, static_cast<int32_t>(reinterpret_cast<uintptr_t>(window_)));
+    SetField(HDC_FIELD, address(dc_));
+    SetField(BITS, address(bits));
+    SetField(HWND_FIELD, address(window_));
     SetField(SCREEN_TYPE, 2);
-    SetField(BRUSH, static_cast<int32_t>(reinterpret_cast<uintptr_t>(GetStockObject(WHITE_BRUSH))));
-    SetField(PEN, static_cast<int32_t>(reinterpret_cast<uintptr_t>(GetStockObject(BLACK_PEN))));
-    SetField(COLOUR, static_cast<int32_t>(RGB(255, 255, 255)));
 }
 
 Screen::~Screen() {
@@ -169,20 +132,9 @@ void Screen::SetField(size_t offset, int32_t value) { Poke<int32_t>(record_, off
 
 // ---- Plugin ----------------------------------------------------------------------------
 
-Plugin::Plugin(const std::string& fileName) : module_(LoadLibraryA(fileName.c_str())) {}
-
-Plugin::~Plugin() {
-    if (module_ != nullptr) FreeLibrary(module_);
-}
-
-FARPROC Plugin::Find(const std::string& name) const {
-    if (module_ == nullptr) return nullptr;
-    return GetProcAddress(module_, ("_" + name + "@16").c_str());
-}
-
 int32_t Plugin::Call(const std::string& name, int32_t a, int32_t b, int32_t c, int32_t d) const {
     using Export = int32_t(__stdcall*)(int32_t, int32_t, int32_t, int32_t);
-    FARPROC proc = Find(name);
+    FARPROC proc = module_ ? GetProcAddress(module_, ("_" + name + "@16").c_str()) : nullptr;
     if (proc == nullptr) return INT32_MIN;
     return reinterpret_cast<Export>(reinterpret_cast<void*>(proc))(a, b, c, d);
 }

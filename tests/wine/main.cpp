@@ -44,7 +44,6 @@ PluginState ReadState() {
     state.direct3D = block.At<void*>(24);
     state.directDraw = block.At<void*>(28);
     state.screenMode = block.bytes[32];
-    state.flipMode = block.bytes[33];
     state.renderMode = block.bytes[34];
     state.signature = block.At<int32_t>(36);
     return state;

@@ -51,7 +51,7 @@ struct PluginState {
     const uint8_t* current = nullptr;  // the record currentSurface points at
     void* direct3D = nullptr;
     void* directDraw = nullptr;
-    uint8_t screenMode = 0, flipMode = 0, renderMode = 0;
+    uint8_t screenMode = 0, renderMode = 0;
     int32_t signature = 0;
     Record At(int32_t index) const { return Record{table + RECORD_BYTES * index}; }
 };
