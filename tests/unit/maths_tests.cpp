@@ -18,20 +18,14 @@ namespace {
 constexpr int LOOPS = 20000;
 
 // Any 32-bit value, often a small one.
-int32_t AnyInt(std::mt19937& r) {
-    const uint32_t v = r();
-    return r() % 2 ? static_cast<int32_t>(v) : static_cast<int32_t>(v % 2001) - 1000;
-}
+int32_t AnyInt(std::mt19937& r) { const uint32_t v = r(); return r() % 2 ? int32_t(v) : int32_t(v % 2001) - 1000; }
 // The low 32 bits of v as a signed value.
 int32_t Low32(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v))); }
 int64_t FloorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
-class Maths : public testing::Test {
-protected:
-    static void SetUpTestSuite() { BuildTrigTables(); }
-};
+const bool TABLES_BUILT = (BuildTrigTables(), true);
 
-TEST_F(Maths, Trigonometry) {
+TEST(Maths, Trigonometry) {
     // Known rows: pi is taken as 3.141596, so the quarter turns fall one short of 65535.
     const int32_t sines[][2] = {{0, 0}, {1, 402}, {128, 46340}, {256, 65534}, {511, 401}, {768, -65534}, {1023, -401}};
     for (const auto& s : sines) EXPECT_EQ(s[1], SinTable[s[0]]) << s[0];
@@ -57,10 +51,10 @@ TEST_F(Maths, Trigonometry) {
 // The angle from the table's first octant, read at the ratio truncated to 1/1024, and reflected
 // into the right octant: over y = x, over the y axis, then over the x axis; 1023 rather than
 // 1024 just below +x, so that the result stays below a full turn.
-TEST_F(Maths, AngleOfVector) {
+TEST(Maths, AngleOfVector) {
     std::mt19937 r(2);
     for (int n = 0; n < LOOPS; ++n) {
-        const int32_t x = n % 5 ? AnyInt(r) : static_cast<int32_t>(r() % 7) - 3, y = n % 7 ? AnyInt(r) : static_cast<int32_t>(r() % 7) - 3;
+        const int32_t x = n % 5 ? AnyInt(r) : int32_t(r() % 7) - 3, y = n % 7 ? AnyInt(r) : int32_t(r() % 7) - 3;
         const int64_t a = std::abs(int64_t{x}), b = std::abs(int64_t{y});
         int32_t want = a == b ? 128 : AtanTable[std::min(a, b) * 1024 / std::max(a, b)];
         if (b > a) want = 256 - want;
@@ -73,7 +67,7 @@ TEST_F(Maths, AngleOfVector) {
     }
 }
 
-TEST_F(Maths, RandomAndClock) {
+TEST(Maths, RandomAndClock) {
     RandomState = 1;  // the shared state advances like any other
     EXPECT_TRUE(NextRandom() == 33676u && RandomState == 1103519894u);
     std::mt19937 r(3);
@@ -90,10 +84,8 @@ TEST_F(Maths, RandomAndClock) {
     EXPECT_EQ(10u, ClockHzFromCycles(1));  // cycles over 100 ms times 10.0016..., truncated
     EXPECT_EQ(1000164932u, ClockHzFromCycles(100000000));
     EXPECT_EQ(static_cast<uint32_t>(5000824662ull), ClockHzFromCycles(500000000));  // low 32 bits above 4.29 GHz
-    EXPECT_EQ(0u, MicrosFromTicks(123456789, 0));
-    EXPECT_EQ(1u, MicrosFromTicks(3999, 2000000000u));
-    EXPECT_EQ(5u, MicrosFromTicks((1ull << 32) + 5, 1000000u));  // modulo 2^32
-    EXPECT_EQ(0u, MicrosFromTicks(1ull << 63, 1));
+    EXPECT_TRUE(MicrosFromTicks(123456789, 0) == 0 && MicrosFromTicks(3999, 2000000000u) == 1 &&
+                MicrosFromTicks((1ull << 32) + 5, 1000000u) == 5 && MicrosFromTicks(1ull << 63, 1) == 0);  // modulo 2^32
     for (int n = 0; n < LOOPS; ++n) {  // exact where the quotient is small enough for a double to hold it
         const uint32_t hz = 1000000u + r() % 4000000000u;
         const uint64_t ticks = uint64_t{r()} % hz;
@@ -101,7 +93,7 @@ TEST_F(Maths, RandomAndClock) {
     }
 }
 
-TEST_F(Maths, Pacing) {
+TEST(Maths, Pacing) {
     std::mt19937 r(4);
     for (int n = 0; n < LOOPS; ++n) {
         const uint32_t now = r(), frameClock = r() % 2 ? r() : now - r() % 40, carried = r(), interval = r() % 3000000;
@@ -123,7 +115,7 @@ TEST_F(Maths, Pacing) {
 }
 
 // Scripts may pass any sizes, offsets, scales and positions: the arithmetic wraps in 32 bits.
-TEST_F(Maths, ChipQuads) {
+TEST(Maths, ChipQuads) {
     std::mt19937 r(5);
     for (int n = 0; n < LOOPS; ++n) {
         // A chip's defaults, and its extents about the anchor (floored, negated after the shift).
@@ -140,10 +132,8 @@ TEST_F(Maths, ChipQuads) {
         const int32_t sx = small ? r() % 1024 : AnyInt(r), sy = small ? r() % 1024 : AnyInt(r);
         const ChipExtents e = ExtentsOf(chip, sx, sy);
         auto scaled = [](int64_t a, int64_t b) { return FloorDiv(Low32(int64_t{Low32(a)} * b), 256); };
-        ASSERT_EQ(-scaled(chip.offsetX, sx), e.left);
-        ASSERT_EQ(-scaled(chip.offsetY, sy), e.top);
-        ASSERT_EQ(scaled(int64_t{w} - chip.offsetX, sx), e.right);
-        ASSERT_EQ(scaled(int64_t{h} - chip.offsetY, sy), e.bottom);
+        ASSERT_TRUE(e.left == -scaled(chip.offsetX, sx) && e.top == -scaled(chip.offsetY, sy) &&
+                    e.right == scaled(int64_t{w} - chip.offsetX, sx) && e.bottom == scaled(int64_t{h} - chip.offsetY, sy));
         // Corners about (0, 0) against a true rotation: each scaled term is floored, so x (two
         // terms added) lies up to 2 below it and y (one subtracted) within 1 of it. Anywhere
         // else they are the same corners moved, modulo 2^32.
@@ -171,15 +161,13 @@ TEST_F(Maths, ChipQuads) {
 // Where the diagonals P0-P2 and P1-P3 cross, with small corners (no wrap), from the exact line
 // intersection: x truncated toward zero, then y read off P0-P2 at that x. A diagonal along an
 // axis fixes its coordinate and the other one is read off the other diagonal.
-TEST_F(Maths, DiagonalCrossing) {
+TEST(Maths, DiagonalCrossing) {
     std::mt19937 r(6);
     for (int n = 0; n < LOOPS; ++n) {
         int32_t p[8];
         for (int32_t& v : p) v = static_cast<int32_t>(r() % (n % 4 ? 600 : 6)) - (n % 4 ? 300 : 3);
         const int64_t x0 = p[0], y0 = p[1], x1 = p[2], y1 = p[3], x2 = p[4], y2 = p[5], x3 = p[6], y3 = p[7];
-        auto onLine = [](int64_t t, int64_t ta, int64_t tb, int64_t a, int64_t b) {  // truncated from b
-            return (t - tb) * (a - b) / (ta - tb) + b;
-        };
+        auto onLine = [](int64_t t, int64_t ta, int64_t tb, int64_t a, int64_t b) { return (t - tb) * (a - b) / (ta - tb) + b; };
         bool drawn = true;
         int64_t cx = 0, cy = 0;
         if (x0 == x2 && x1 == x3) drawn = false;
@@ -188,24 +176,13 @@ TEST_F(Maths, DiagonalCrossing) {
         else if (y0 == y2 && y1 == y3) drawn = false;
         else if (y0 == y2) cy = y0, cx = onLine(y0, y1, y3, x1, x3);
         else if (y1 == y3) cy = y1, cx = onLine(y1, y0, y2, x0, x2);
-        else {
-            const int64_t d = (x2 - x0) * (y3 - y1) - (y2 - y0) * (x3 - x1);  // cross product of the diagonals
-            if (d == 0) {
-                cx = (x0 + x1 + x2 + x3) >> 2, cy = (y0 + y1 + y2 + y3) >> 2;
-            } else {
-                cx = (x0 * d + (x2 - x0) * ((x1 - x0) * (y3 - y1) - (y1 - y0) * (x3 - x1))) / d;
-                cy = onLine(cx, x0, x2, y0, y2);
-            }
-        }
+        else if (const int64_t d = (x2 - x0) * (y3 - y1) - (y2 - y0) * (x3 - x1); d == 0)  // diagonals' cross product
+            cx = (x0 + x1 + x2 + x3) >> 2, cy = (y0 + y1 + y2 + y3) >> 2;  // parallel: the corners' average, floored
+        else cx = (x0 * d + (x2 - x0) * ((x1 - x0) * (y3 - y1) - (y1 - y0) * (x3 - x1))) / d, cy = onLine(cx, x0, x2, y0, y2);
         const QuadCentre c = DiagonalCrossing(p);
-        ASSERT_EQ(drawn, c.drawn);
-        if (drawn) {
-            ASSERT_TRUE(c.x == cx && c.y == cy) << n << ": " << c.x << ", " << c.y << " for " << cx << ", " << cy;
-        }
-    }
-    for (int n = 0; n < LOOPS; ++n) {  // any corners: defined wrap-around, nothing to trap
-        int32_t p[8];
-        for (int32_t& v : p) v = AnyInt(r);
+        ASSERT_TRUE(c.drawn == drawn && (!drawn || (c.x == cx && c.y == cy)))
+            << n << ": " << c.x << ", " << c.y << " for " << cx << ", " << cy;
+        for (int32_t& v : p) v = AnyInt(r);  // any corners: defined wrap-around, nothing to trap
         DiagonalCrossing(p);
     }
 }

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -38,9 +37,7 @@ struct Image {
         for (int32_t k = 0; k < bytes; ++k) v |= uint32_t{const_cast<Image*>(this)->At(x, y)[k]} << (8 * k);
         return v;
     }
-    void Set(int32_t x, int32_t y, uint32_t v) {
-        for (int32_t k = 0; k < bytes; ++k) At(x, y)[k] = static_cast<uint8_t>(v >> (8 * k));
-    }
+    void Set(int32_t x, int32_t y, uint32_t v) { for (int32_t k = 0; k < bytes; ++k) At(x, y)[k] = uint8_t(v >> (8 * k)); }
     bool GuardsIntact() const {
         for (size_t i = 0; i < mem.size(); ++i) {
             const int64_t rel = static_cast<int64_t>(i) - GUARD_BYTES;
@@ -58,10 +55,7 @@ struct Image {
 
 int32_t Wrap16(int64_t v) { return static_cast<int16_t>(static_cast<uint16_t>(v & 0xFFFF)); }
 
-struct Walker {
-    int32_t x, y, sx, sy, major, minor, e;
-    bool xMajor;
-};
+struct Walker { int32_t x, y, sx, sy, major, minor, e; bool xMajor; };
 Walker Start(int64_t ax, int64_t ay, int64_t bx, int64_t by) {
     const int32_t dx = Wrap16(bx - ax), dy = Wrap16(by - ay);
     const bool xMajor = std::abs(dx) > std::abs(dy);
@@ -80,11 +74,7 @@ void Step(Walker& w) {
 }
 // Moves a sample index on while the accumulator is positive (never when major is 0).
 void Pick(int64_t& acc, int64_t& index, int64_t last, int64_t major) {
-    acc += 2 * last;
-    while (2 * major >= 1 && acc >= 1) {
-        acc -= 2 * major;
-        ++index;
-    }
+    for (acc += 2 * last; major > 0 && acc >= 1; ++index) acc -= 2 * major;
 }
 
 // Returns what RasterizeQuad must return; draws onto out (addressed by position only).
@@ -92,16 +82,15 @@ int32_t Model(Image& out, const RasterClip& clip, const RasterQuad& q, const Ima
     if (chip.bytes != out.bytes) return 0;
     if (std::max(*std::min_element(q.x, q.x + 4), 0) > std::min(*std::max_element(q.x, q.x + 4), out.w) ||
         std::max(*std::min_element(q.y, q.y + 4), 0) > std::min(*std::max_element(q.y, q.y + 4), out.h)) return 0;
+    auto inClip = [&](int32_t x, int32_t y) { return clip.left <= x && x <= clip.right && clip.top <= y && y <= clip.bottom; };
     bool unclipped = true;
-    for (int i = 0; i < 4; ++i) {
-        unclipped = unclipped && clip.left <= q.x[i] && q.x[i] <= clip.right && clip.top <= q.y[i] && q.y[i] <= clip.bottom;
-    }
+    for (int i = 0; i < 4; ++i) unclipped = unclipped && inClip(q.x[i], q.y[i]);
     if (!unclipped && (std::max(clip.left, 0) > std::min(clip.right, out.w - 1) ||
                        std::max(clip.top, 0) > std::min(clip.bottom, out.h - 1))) return 0;
     const uint32_t keyValue = chip.bytes == 1 ? key & 0xFFu : chip.bytes == 2 ? key & 0xFFFFu : key;
     auto plot = [&](int32_t x, int32_t y, int64_t column, int64_t row) {
         if (column >= chip.w || row >= chip.h) ADD_FAILURE() << "model reads outside the chip";
-        if (!unclipped && !(clip.left <= x && x <= clip.right && clip.top <= y && y <= clip.bottom)) return;
+        if (!unclipped && !inClip(x, y)) return;
         if (x < 0 || x >= out.w || y < 0 || y >= out.h) return;  // never outside the surface
         const uint32_t v = chip.Get(static_cast<int32_t>(column), static_cast<int32_t>(row));
         if (!keyed || v != keyValue) out.Set(x, y, v);
@@ -211,9 +200,8 @@ TEST(QuadRaster, RandomQuadsMatchTheModelAndStayInTheTarget) {
         if (kind < 4) {  // a chip turned and scaled as the transformed drawing does
             const double a = (r() % 1024) * M_PI / 512.0, s = 0.25 + (r() % 1000) / 400.0;
             const double cx = Uniform(r, -10, w + 10), cy = Uniform(r, -10, h + 10);
-            const double ux[4] = {-1, 1, 1, -1}, uy[4] = {-1, -1, 1, 1};
             for (int k = 0; k < 4; ++k) {
-                const double u = ux[k] * cw * s / 2, v = uy[k] * ch * s / 2;
+                const double u = (k % 3 ? 1 : -1) * cw * s / 2, v = (k < 2 ? -1 : 1) * ch * s / 2;  // signs: --, +-, ++, -+
                 q.x[k] = static_cast<int32_t>(std::lround(cx + u * std::cos(a) - v * std::sin(a)));
                 q.y[k] = static_cast<int32_t>(std::lround(cy + u * std::sin(a) + v * std::cos(a)));
             }
@@ -239,8 +227,7 @@ TEST(QuadRaster, RandomQuadsMatchTheModelAndStayInTheTarget) {
                 q.y[k] += shift ? 65536 * Uniform(r, -2, 2) : (r() % 2) * (32768 - h / 2);
             }
         } else if (kind < 21) {  // one thin edge near -32768: spans walk through the wrap back in
-            const uint32_t axes = r() % 3;
-            const bool farRight = r() % 4 == 0;
+            const uint32_t axes = r() % 3, farRight = r() % 4 == 0;
             const int32_t far0 = farRight ? 1 : 0, far1 = farRight ? 2 : 3, near0 = farRight ? 0 : 1, near1 = farRight ? 3 : 2;
             q.x[far0] = axes != 1 ? Uniform(r, -32768, -32700) : Uniform(r, -2, w);
             q.y[far0] = axes != 0 ? Uniform(r, -32768, -32700) : Uniform(r, -2, h);
@@ -305,8 +292,7 @@ void DrawAllKeyChips(uint8_t* readOnly) {
 }
 
 TEST(QuadRaster, AllKeyChipLeavesAReadOnlyTargetAlone) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t size = (64 * 64 * 4 + page - 1) / page * page;
+    const size_t size = 64 * 64 * 4;  // mmap and mprotect round it up to whole pages
     void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(MAP_FAILED, memory);
     std::memset(memory, 0x33, size);
