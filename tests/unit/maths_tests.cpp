@@ -72,9 +72,8 @@ TEST(Maths, RandomAndClock) {
     EXPECT_TRUE(NextRandom() == 33676u && RandomState == 1103519894u);
     std::mt19937 r(3);
     for (int n = 0; n < LOOPS; ++n) {
-        const uint32_t before = r();
-        uint32_t state = before;
-        const uint64_t next = (uint64_t{before} * 1103515245u + 4649u) % 4294967296u;
+        uint32_t state = r();
+        const uint64_t next = (uint64_t{state} * 1103515245u + 4649u) % 4294967296u;
         ASSERT_EQ((next >> 15) % 65536, NextRandom(state));
         ASSERT_EQ(next, state);
         const uint32_t v = r() % 65536;
