@@ -30,6 +30,9 @@ export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=d${WINEDLLOVERRIDE
 mkdir -p "$(dirname "$WINEPREFIX")"
 
 # A free display number: no lock file, no socket, and our Xvfb still alive after it starts.
+# Runs side by side take turns here, so that two never pick the same number.
+exec 8>/tmp/zorv-wine-run-display.lock
+flock 8
 xvfb_pid=""
 cleanup() {
   wineserver -k >/dev/null 2>&1 || true
@@ -38,7 +41,7 @@ cleanup() {
 trap cleanup EXIT
 for n in $(seq 91 250); do
   [ -e "/tmp/.X$n-lock" ] || [ -e "/tmp/.X11-unix/X$n" ] && continue
-  Xvfb ":$n" -screen 0 "1024x768x$depth" -nolisten tcp -noreset >/dev/null 2>&1 &
+  Xvfb ":$n" -screen 0 "1024x768x$depth" -nolisten tcp -noreset >/dev/null 2>&1 8>&- &
   xvfb_pid=$!
   for _ in $(seq 1 100); do
     [ -e "/tmp/.X11-unix/X$n" ] && break
@@ -53,6 +56,8 @@ for n in $(seq 91 250); do
   xvfb_pid=""
 done
 [ -n "$xvfb_pid" ] || { echo "wine-run: no free X display" >&2; exit 3; }
+flock -u 8
+exec 8>&-
 
 # Make the prefix once, under a lock, so that parallel first runs do not race.
 if [ ! -f "$WINEPREFIX/system.reg" ]; then

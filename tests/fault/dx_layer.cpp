@@ -217,47 +217,6 @@ void* PatchExport(HMODULE module, const char* name, void* hook, bool hide) {
     return nullptr;
 }
 
-// Makes one object of each kind with Wine's ddraw to patch their tables before the plugin
-// makes any; objects the plugin makes later through other tables are patched as they come.
-bool PatchTables() {
-    IDirectDraw7* draw = nullptr;
-    if (FAILED(realCreate(nullptr, reinterpret_cast<void**>(&draw), IID_IDirectDraw7, nullptr))) return false;
-    Patch(DRAW, draw);
-    draw->lpVtbl->SetCooperativeLevel(draw, nullptr, DDSCL_NORMAL);
-    DDSURFACEDESC2 desc = {};
-    desc.dwSize = sizeof desc;
-    desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT;
-    desc.dwWidth = desc.dwHeight = 64;
-    desc.ddsCaps.dwCaps = DDSCAPS_OFFSCREENPLAIN | DDSCAPS_3DDEVICE;
-    IDirectDrawSurface7* surface = nullptr;
-    IDirectDrawClipper* clipper = nullptr;
-    IDirectDrawPalette* palette = nullptr;
-    IDirect3D7* d3d = nullptr;
-    IDirect3DDevice7* device = nullptr;
-    PALETTEENTRY entries[256] = {};
-    const bool ok = SUCCEEDED(draw->lpVtbl->CreateSurface(draw, &desc, &surface, nullptr)) &&
-                    SUCCEEDED(draw->lpVtbl->CreateClipper(draw, 0, &clipper, nullptr)) &&
-                    SUCCEEDED(draw->lpVtbl->CreatePalette(draw, DDPCAPS_8BIT, entries, &palette, nullptr)) &&
-                    SUCCEEDED(draw->lpVtbl->QueryInterface(draw, IID_IDirect3D7, reinterpret_cast<void**>(&d3d)));
-    if (ok) {
-        Patch(SURFACE, surface);
-        Patch(CLIPPER, clipper);
-        Patch(PALETTE, palette);
-        Patch(D3D, d3d);
-        // Without Mesa's 32-bit OpenGL there is no device; the plugin's would be patched later.
-        if (SUCCEEDED(d3d->lpVtbl->CreateDevice(d3d, IID_IDirect3DRGBDevice, surface, &device))) {
-            Patch(DEVICE, device);
-            device->lpVtbl->Release(device);
-        }
-    }
-    if (d3d) d3d->lpVtbl->Release(d3d);
-    if (palette) palette->lpVtbl->Release(palette);
-    if (clipper) clipper->lpVtbl->Release(clipper);
-    if (surface) surface->lpVtbl->Release(surface);
-    draw->lpVtbl->Release(draw);
-    return ok;
-}
-
 }  // namespace
 
 bool Install(const char* hiddenEntry) {
@@ -270,7 +229,7 @@ bool Install(const char* hiddenEntry) {
         return *real != nullptr;
     };
     return entry("DirectDrawCreateEx", &HookCreate, &realCreate) &&
-           entry("DirectDrawEnumerateExA", &HookEnumerate, &realEnumerate) && PatchTables();
+           entry("DirectDrawEnumerateExA", &HookEnumerate, &realEnumerate);
 }
 
 void SetPlugin(HMODULE plugin) {

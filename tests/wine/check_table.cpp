@@ -101,6 +101,9 @@ const Row ROWS[] = {
     {BARE | R0, "ZorvGetDDdeviceName", I1, 0, 0, 0, -1},
     {BARE | R0, "ZorvGetDDdeviceName", S1, 99, 0, 0, 0, KEEP},
     {BARE | R0, "ZorvGetDDdeviceName", S1, -1, 0, 0, 0, KEEP},
+    {BARE | R0, "ZorvEnumDDdevice", I1, 0, 0, 0, 0, WRITES, 0, 2},  // Wine's two devices
+    {BARE | R0, "ZorvGetDDdeviceName", S1, 0, 0, 0, 0, WRITES, 0, 0x00726944},  // "Dir", cut and terminated
+    {BARE | R0, "ZorvEnumDisplayMode", I6, 0, 1, 0, 0, WRITES, 4, 0x5A5A5A5A},  // whole records only
     {BARE | R0, "ZorvEnumDisplayMode", S4, 0, 0, 0, -1},
     {BARE | R0, "ZorvEnumDisplayMode", I1, INT32_MIN, 0, 0, -37},
     {BARE | R0, "ZorvGetDDcaps", S1, 0, 0, 0, -1},

@@ -1,6 +1,6 @@
 // What the plugin does on Wine's real DirectDraw and Direct3D, read back: the screen record
 // and window, fills, copies and colour keys, chips drawn every way, the update reaching the
-// window, the window hook, and the device and mode lists written into script variables.
+// window, and the window hook.
 #include "wine_tests.h"
 
 using host::Variable;
@@ -356,39 +356,4 @@ TEST_F(Screen, HookKeepsPaintAndScreenSaverFromTheHost) {
     InvalidateRect(window, nullptr, FALSE);
     UpdateWindow(window);
     EXPECT_EQ(paints + 1, host::HostMessageCount(WM_PAINT));
-}
-
-// Device names and display modes written into script variables: nothing past their end.
-TEST(Lists, DeviceNamesAndDisplayModes) {
-    Variable count = Variable::Int(1), name = Variable::String(64), small = Variable::String(1);
-    ASSERT_EQ(0, plugin->Call("ZorvEnumDDdevice", count.Arg()));
-    EXPECT_GE(count.Ints()[0], 1);
-    ASSERT_EQ(0, plugin->Call("ZorvGetDDdeviceName", name.Arg(), 0));
-    const size_t length = std::strlen(name.Text());
-    EXPECT_GT(length, 0u);
-    small.Fill(0x3C);
-    ASSERT_EQ(0, plugin->Call("ZorvGetDDdeviceName", small.Arg(), 0));  // cut to 3 and terminated
-    EXPECT_EQ(std::string(name.Text(), std::min<size_t>(length, 3)), small.Text());
-    EXPECT_TRUE(small.GuardsIntact());
-
-    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", count.Arg(), 0, 0));
-    const int32_t modes = count.Ints()[0];
-    ASSERT_GE(modes, 1);
-    Variable list = Variable::Int(modes * 4), shortList = Variable::Int(6);
-    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", list.Arg(), 0, 1));
-    bool desktop = false;  // under Xvfb Wine reports the screen's own mode
-    for (int32_t k = 0; k < modes; ++k) {
-        const int32_t* m = list.Ints() + 4 * k;
-        EXPECT_TRUE(m[0] > 0 && m[1] > 0 && m[3] >= 0 && (m[2] == 8 || m[2] == 16 || m[2] == 24 || m[2] == 32)) << k;
-        desktop = desktop || (m[0] == GetSystemMetrics(SM_CXSCREEN) && m[1] == GetSystemMetrics(SM_CYSCREEN) &&
-                              m[2] == DesktopBits());
-    }
-    EXPECT_TRUE(desktop);
-    EXPECT_TRUE(list.GuardsIntact());
-    // An array too short for every mode receives whole records only.
-    shortList.Fill(0x5A);
-    ASSERT_EQ(0, plugin->Call("ZorvEnumDisplayMode", shortList.Arg(), 0, 1));
-    EXPECT_EQ(0, std::memcmp(shortList.Ints(), list.Ints(), 16));
-    EXPECT_EQ(0x5A5A5A5A, shortList.Ints()[4]);
-    EXPECT_TRUE(shortList.GuardsIntact());
 }
