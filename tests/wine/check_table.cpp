@@ -174,8 +174,10 @@ const Row ROWS[] = {
     {SCREEN | R2, "ZorvSetRenderColor", 255, 0, 128, 1, 0, FIELD, 220, 0},  // the software mode keeps nothing
     {SCREEN | R013, "ZorvSetRenderColor", 255, 0, 128, 1, 0, FIELD, 228, 129},  // factor c + 1
     {AFTER | R013, "ZorvSetRenderColor", 65535, 1, 1, 0, 0, FIELD, 228, 129},  // off: factors kept
-    {SCREEN, "ZorvSetDrawArea", 100, 50, 10, 5, 0, FIELD, 240, 10},
-    {SCREEN, "ZorvSetDrawArea", -5, -5, 10000, 10000, 0, FIELD, 248, WIDTH - 1},
+    {SCREEN, "ZorvSetDrawArea", 100, 50, 10, 5, 0, FIELD, 240, 10},  // corners in any order
+    {SCREEN, "ZorvSetDrawArea", 100, 50, 10, 5, 0, FIELD, 244, 5},
+    {SCREEN, "ZorvSetDrawArea", -5, -5, 10000, 10000, 0, FIELD, 248, WIDTH - 1},  // cut to the surface
+    {SCREEN, "ZorvSetDrawArea", -5, -5, 10000, 10000, 0, FIELD, 252, HEIGHT - 1},
     {AFTER, "ZorvClearSurface", 0, 2, 0, 0, 0, FIELD, 248, WIDTH},  // the screen's area is exclusive
     {SCREEN, "ZorvUpdateScreen", 0, 0, 0, 0, UPDATED},
     {SCREEN, "ZorvUpdateScreen", 0, 0, 0, 1, 0},

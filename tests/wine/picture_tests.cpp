@@ -236,6 +236,23 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     SavePicture(name.c_str(), scene);
 }
 
+// The software rasterizer draws nothing from a chip whose pixel size differs from the
+// target's (a 32-bit chip turned onto a 16-bit back buffer once wrote past its end).
+TEST_F(Screen, RasterizerLeavesATargetOfAnotherPixelSizeAlone) {
+    if (renderMode != 2) GTEST_SKIP() << "the software rasterizer draws in render mode 2";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 64, 64, DesktopBits() == 16 ? 0x100 : 0x040));
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0x7777, 1));
+    ASSERT_EQ(0, plugin->Call("ZorvInitializeChip", 1));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateChip", 0, 64, 64));
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 0));
+    IDirectDrawSurface7* back = ReadState().At(0).Surface();
+    const Pixels before = ReadPixels(back);
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", WIDTH - 20, HEIGHT - 20));
+    EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 0, 512, 100, 0));
+    EXPECT_TRUE(before.values == ReadPixels(back).values);
+}
+
 namespace {
 
 uint32_t Code(uint32_t bits, uint8_t r, uint8_t g, uint8_t b) {
