@@ -190,7 +190,7 @@ TEST(QuadRaster, RandomQuadsMatchTheModelAndStayInTheTarget) {
         const int32_t bytes = Uniform(r, 1, 4), targetBytes = r() % 12 == 0 ? Uniform(r, 1, 4) : bytes;  // sometimes another size
         int32_t w = Uniform(r, 8, 64), h = Uniform(r, 8, 64);
         const int32_t cw = Uniform(r, 1, 40), ch = Uniform(r, 1, 40);
-        const uint32_t kind = r() % 24;
+        const uint32_t kind = r() % 25;
         RasterQuad q{};
         auto near = [&](int32_t k, int32_t margin) { q.x[k] = Uniform(r, -margin, w + margin), q.y[k] = Uniform(r, -margin, h + margin); };
         if (kind < 4) {  // a chip turned and scaled as the transformed drawing does
@@ -235,6 +235,12 @@ TEST(QuadRaster, RandomQuadsMatchTheModelAndStayInTheTarget) {
             const int32_t x0 = Uniform(r, 2, 40), len = Uniform(r, 520, 1020), rise = Uniform(r, 0, 30),
                           depth = Uniform(r, 1, 12);
             q = Quad(x0, 2, x0 + len, 2 + rise, x0 + len - 1, 2 + rise + depth, x0, 2 + depth);
+        } else if (kind == 24) {  // two axis-aligned edges of one length, each in any direction
+            const int32_t len = Uniform(r, 1, 20), gap = Uniform(r, -20, 20), row = r() % 2, a = r() % 4, b = r() % 4;
+            const int32_t step[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+            q.x[0] = Uniform(r, 0, w), q.y[0] = Uniform(r, 0, h), q.x[1] = q.x[0] + row * gap, q.y[1] = q.y[0] + (1 - row) * gap;
+            q.x[3] = q.x[0] + step[a][0] * len, q.y[3] = q.y[0] + step[a][1] * len;
+            q.x[2] = q.x[1] + step[b][0] * len, q.y[2] = q.y[1] + step[b][1] * len;
         } else {  // near x = -32766, walking left past -32768 onto the far columns of a very wide surface
             w = 32767, h = 12;
             q = r() % 2 ? Quad(-32764, 0, -32772, 1, 32764, 6, -32764, 5) : Quad(-32766, 0, 32766, 8, 32766, 9, -32766, 1);
