@@ -36,9 +36,9 @@ constexpr int R0 = 1 << 4, R1 = 1 << 5, R2 = 1 << 6, R3 = 1 << 7, R013 = R0 | R1
 
 // What a row checks besides the status: KEEP everything unchanged also on success; WRITES
 // element `at` of the first variable holds `value`; FIELD the current record's 32-bit field
-// at byte `at` holds `value`; DX a new DirectX result is kept; MOVES the refusal may change
-// the plugin's state.
-enum Check { NONE = 0, KEEP = 1, WRITES = 2, FIELD = 4, DX = 8, MOVES = 16 };
+// at byte `at` holds `value` (with BITS: has every bit of it); DX a new DirectX result is
+// kept; MOVES the refusal may change the plugin's state.
+enum Check { NONE = 0, KEEP = 1, WRITES = 2, FIELD = 4, DX = 8, MOVES = 16, BITS = 32 };
 
 // Placeholders for arguments: fresh variables (integer or string, n elements of 4 bytes, filled
 // with 0x5A, or eight integers holding the corners of a quadrilateral), the host screen record
@@ -194,6 +194,7 @@ const Row ROWS[] = {
     {AFTER, "ZorvCreateOffscreenSurface", 2, 16, 16, 0x040, 0, FIELD, 84, 7},
     {AFTER, "ZorvCreateOffscreenSurface", 3, 16, 16, 0x080, 0, FIELD, 176, 0x0F00},
     {AFTER, "ZorvCreateOffscreenSurface", 3, 16, 16, 0, -8},
+    {SCREEN, "ZorvCreateOffscreenSurface", 1, 16, 16, 0x002, 0, FIELD | BITS, 284, DDSCAPS_SYSTEMMEMORY},
     {AFTER, "ZorvCreateOffscreenSurface", 1, 16, 16, 0x020, -8},
     // Surface 1 current, chips on it.
     {SURFACE, "ZorvReleaseOffscreenSurface", 1, 0, 0, 0, -51},
@@ -346,7 +347,8 @@ void RunRow(const Row& row) {
     if (row.check & FIELD) {
         PluginState s = ReadState();
         ASSERT_NE(nullptr, s.current);
-        EXPECT_EQ(row.value, Record{s.current}.At<int32_t>(row.at));
+        const int32_t field = Record{s.current}.At<int32_t>(row.at);
+        EXPECT_EQ(row.value, row.check & BITS ? field & row.value : field);
     }
     EXPECT_EQ((row.check & DX) != 0, dx != LastDxResult()) << "the last DirectX result";
     if (row.status >= 0 && !(row.check & KEEP)) return;

@@ -236,6 +236,27 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     SavePicture(name.c_str(), scene);
 }
 
+// An 8-bit windowed screen's palette: a 3-3-2 colour cube, with the system's twenty static
+// colours referenced by their index. (DirectDraw keeps entry 255 white in a palette made
+// without DDPCAPS_ALLOW256.)
+TEST_F(Screen, PaletteOfAnEightBitScreen) {
+    if (DesktopBits() != 8) GTEST_SKIP() << "only an 8-bit desktop gives the screen a palette";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    IDirectDrawSurface7* primary = nullptr;
+    IDirectDrawPalette* palette = nullptr;
+    ASSERT_EQ(DD_OK, static_cast<IDirectDraw7*>(ReadState().directDraw)->GetGDISurface(&primary));
+    ASSERT_EQ(DD_OK, primary->GetPalette(&palette));
+    PALETTEENTRY e[256] = {};
+    EXPECT_EQ(DD_OK, palette->GetEntries(0, 0, 256, e));
+    for (int i = 0; i < 256; ++i) {
+        const bool fixed = i < 10 || (i >= 246 && i < 255);
+        const int want[3] = {fixed ? i : (i >> 5 & 7) * 255 / 7, fixed ? 0 : (i >> 2 & 7) * 255 / 7, fixed ? 0 : (i & 3) * 255 / 3};
+        EXPECT_TRUE(e[i].peRed == want[0] && e[i].peGreen == want[1] && e[i].peBlue == want[2]) << i;
+    }
+    palette->Release();
+    primary->Release();
+}
+
 // The software rasterizer draws nothing from a chip whose pixel size differs from the
 // target's (a 32-bit chip turned onto a 16-bit back buffer once wrote past its end).
 TEST_F(Screen, RasterizerLeavesATargetOfAnotherPixelSizeAlone) {
