@@ -368,6 +368,19 @@ TEST_F(Screen, UpdateDrawsTheRateAndReachesTheWindow) {
     SetRateDisplay("ZorvShowFrameRate", 3, 0, 0);
 }
 
+// Paced at 60 frames per second for over a second, the measured rate is at most 60 x 256
+// (fewer when Wine's presents are slow), and some.
+TEST_F(Screen, FrameRateOfAPacedLoop) {
+    if (renderMode != 2 || DesktopBits() < 24) GTEST_SKIP() << "one run is enough";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    SetRateDisplay("ZorvShowFrameRate", 3, 0, 0);
+    for (DWORD start = GetTickCount(); GetTickCount() - start < 1300;)
+        ASSERT_EQ(UPDATED, plugin->Call("ZorvUpdateScreen", 1092267, 0, 0, 0));
+    Variable rate = Variable::Int(1);
+    ASSERT_EQ(0, plugin->Call("ZorvGetFrameRate", rate.Arg()));
+    EXPECT_TRUE(rate.Ints()[0] > 256 && rate.Ints()[0] <= 61 * 256) << rate.Ints()[0];
+}
+
 // The hook keeps paint and, when asked, the screen saver from the host's own procedure.
 TEST_F(Screen, HookKeepsPaintAndScreenSaverFromTheHost) {
     HWND window = hostScreen->Window();
