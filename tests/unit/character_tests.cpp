@@ -143,5 +143,82 @@ TEST(Character, SortByY) {
     }
 }
 
+int64_t Orient(IntPoint a, IntPoint b, IntPoint c) { return int64_t(b.x - a.x) * (c.y - a.y) - int64_t(b.y - a.y) * (c.x - a.x); }
+IntPoint Pt(std::mt19937& r, int m) { return IntPoint{int32_t(r() % (2 * m + 1)) - m, int32_t(r() % (2 * m + 1)) - m}; }
+double PointToSegment(IntPoint p, IntPoint a, IntPoint b) {
+    const double dx = b.x - a.x, dy = b.y - a.y, l = dx * dx + dy * dy;
+    const double t = l ? std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / l, 0.0, 1.0) : 0;
+    return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
+}
+// Widest gap between the two quads' projections on the normals of their edges: below 0 when the
+// interiors of two convex quads overlap, otherwise at most their distance.
+double Gap(const IntPoint* p, const IntPoint* q) {
+    double gap = -1e9;
+    for (const IntPoint* e : {p, q})
+        for (int i = 0; i < 4; ++i) {
+            const double nx = e[i].y - e[(i + 1) % 4].y, ny = e[(i + 1) % 4].x - e[i].x, len = std::hypot(nx, ny);
+            double lo[2] = {1e18, 1e18}, hi[2] = {-1e18, -1e18};
+            for (int k = 0; k < 8 && len > 0; ++k) {
+                const IntPoint v = k < 4 ? p[k] : q[k - 4];
+                lo[k / 4] = std::min(lo[k / 4], (v.x * nx + v.y * ny) / len), hi[k / 4] = std::max(hi[k / 4], (v.x * nx + v.y * ny) / len);
+            }
+            if (len > 0) gap = std::max({gap, lo[1] - hi[0], lo[0] - hi[1]});
+        }
+    return gap;
+}
+
+TEST(Character, TriangleAndSegmentsAgainstExactGeometry) {
+    std::mt19937 r(5);
+    for (int i = 0; i < 100000; ++i) {
+        const IntPoint a = Pt(r, 5), b = Pt(r, 5), c = Pt(r, 5), x = Pt(r, 5);
+        const int64_t o = Orient(a, b, c), s1 = Orient(a, b, x), s2 = Orient(b, c, x), s3 = Orient(c, a, x);
+        // Closed triangle when the three part areas add up to the whole, open when none is 0; a
+        // triangle of positive orientation keeps its edges, one of negative orientation loses them.
+        const bool closed = std::abs(s1) + std::abs(s2) + std::abs(s3) == std::abs(o), open = closed && s1 && s2 && s3;
+        if (o != 0) {
+            ASSERT_EQ(o > 0 ? closed : open, PointInTriangle(x, a, b, c)) << i;
+        }
+        // Segments a-b and c-x: a proper crossing is always found; a reported one is less than a
+        // pixel from a true meeting (the crossing y is truncated).
+        const bool proper = s1 * s3 < 0 && Orient(c, x, a) * Orient(c, x, b) < 0 && Orient(a, b, c) * Orient(a, b, x) < 0;
+        const double apart = std::min({PointToSegment(a, c, x), PointToSegment(b, c, x), PointToSegment(c, a, b), PointToSegment(x, a, b)});
+        ASSERT_TRUE(proper ? SegmentsCross(a, b, c, x) : !SegmentsCross(a, b, c, x) || apart < 1.0) << i;
+    }
+}
+
+TEST(Character, HitAreas) {
+    ChipRecord chip{8, 8, 24, 24, 16, 16, nullptr, 0, 0, 32, 32, 32, 32, 0};
+    const HitExtents e = HitExtentsOf(chip, 0, 512, 512), big = HitExtentsOf(chip, DRAW_SCALE, 512, 512);
+    EXPECT_TRUE(RectsHit(e, {100, 100}, e, {115, 100}) && !RectsHit(e, {100, 100}, e, {116, 100}) && !RectsHit(e, {100, 100}, e, {100, 84}));
+    EXPECT_TRUE(big.left == -16 && big.top == -16 && big.right == 16 && big.bottom == 16);
+    chip.hitLeft = 3, chip.offsetX = 1;  // each term shifted on its own: 1 - 0, not (2 x 100) >> 8 = 0
+    EXPECT_EQ(1, HitExtentsOf(chip, DRAW_SCALE, 100, 256).left);
+    const HitExtents sq{-8, -8, 8, 8};
+    const HitQuad turned = HitQuadOf(sq, {0, 0}, DRAW_ROTATE, 256), diamond = HitQuadOf(sq, {0, 0}, DRAW_ROTATE, 128);
+    const int32_t want[] = {-8, 8, -8, -7, 7, -7, 7, 8};
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(turned.corner[i].x == want[2 * i] && turned.corner[i].y == want[2 * i + 1]) << i;
+    EXPECT_TRUE(turned.reach == 32 && turned.core == 8);
+    for (int mode = 0; mode < 8; ++mode)
+        EXPECT_TRUE(QuadsHit(turned, HitQuadOf(sq, {7, 0}, 0, 0), mode) && !QuadsHit(turned, HitQuadOf(sq, {20, 13}, 0, 0), mode));
+    EXPECT_TRUE(QuadsHit(turned, HitQuadOf(sq, {14, 0}, 0, 0), 0) && !QuadsHit(turned, HitQuadOf(sq, {15, 0}, 0, 0), 0));
+    EXPECT_TRUE(!QuadsHit(diamond, HitQuadOf(sq, {12, 0}, DRAW_ROTATE, 128), 0) && QuadsHit(diamond, HitQuadOf(sq, {12, 0}, DRAW_ROTATE, 128), 7));
+    std::mt19937 r(9);
+    for (int i = 0; i < 20000; ++i) {  // turned areas around their anchors, beyond the quick tests
+        HitQuad q[2];
+        for (HitQuad& h : q) {
+            const int32_t l = -3 - int32_t(r() % 8), t = -3 - int32_t(r() % 8);
+            h = HitQuadOf({l, t, 3 + int32_t(r() % 8), 3 + int32_t(r() % 8)}, Pt(r, 15), DRAW_ROTATE * (r() % 2), r() % 1024);
+        }
+        const int32_t d = std::abs(q[0].centre.x - q[1].centre.x) + std::abs(q[0].centre.y - q[1].centre.y), mode = r() % 8;
+        const bool hit = QuadsHit(q[0], q[1], mode | 7 * (i % 2)), far = d > std::max(q[0].reach, q[1].reach);
+        const double gap = Gap(q[0].corner, q[1].corner);
+        if (far || d < std::min(q[0].core, q[1].reach)) {
+            ASSERT_EQ(!far, hit) << i;
+        } else {
+            ASSERT_TRUE(hit ? gap < 1 : i % 2 == 0 || gap >= 0) << i << " " << gap;  // all modes: overlap found
+        }
+    }
+}
+
 }  // namespace
 }  // namespace zorv
