@@ -1,6 +1,5 @@
-// Characters: motion against conservation of the fixed-point sums, the stated frame cases,
-// patterns, blink and Y order; hit tests against exact geometry (64-bit areas, separating axes)
-// on seeded random shapes.
+// Characters: motion against the fixed-point sums it must keep, frame cases, pattern timing, blink,
+// Y order; hit tests against exact geometry (64-bit areas, separating axes) on seeded random shapes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@ namespace {
 
 const bool TABLES_BUILT = (BuildTrigTables(), true);
 
+using V = std::vector<int32_t>;
 // A character table of the script's own arrays; character n exists, unlimited, flags given.
 struct Table {
     std::vector<int32_t> col[CHARACTER_COLUMNS];
@@ -28,13 +28,8 @@ struct Table {
     ~Table() { ReleaseCharacterTables(), ReleaseAnimationPatterns(); }
     int32_t& operator()(int c, int n) { return col[c][n]; }
     void Make(int n, int move, int draw = 0) { col[COL_ATTRIBUTE][n] = 1, col[COL_MOVE_FLAGS][n] = move, col[COL_DRAW_FLAGS][n] = draw; }
-    std::vector<int32_t> Run(int n, int c, int frames) {  // column c after each update
-        std::vector<int32_t> v;
-        for (int f = 0; f < frames; ++f) UpdateCharacter(n), v.push_back(col[c][n]);
-        return v;
-    }
+    V Run(int n, int c, int frames) { V v; for (int f = 0; f < frames; ++f) UpdateCharacter(n), v.push_back(col[c][n]); return v; }
 };
-using V = std::vector<int32_t>;
 
 TEST(Character, CarryAndMotionKeepTheFixedPointSums) {
     std::mt19937 r(7);
@@ -72,17 +67,14 @@ TEST(Character, FrameSteps) {
     t(COL_VELOCITY_X, 0) = 0, t(COL_ACCEL_X, 0) = 256, t(COL_POS_X, 0) = 0;  // velocity changes before it moves
     EXPECT_EQ(V({1, 3}), t.Run(0, COL_POS_X, 2));
     t(COL_LIFE, 0) = 3, t(COL_POS_X, 0) = 0, t(COL_ACCEL_X, 0) = 0;  // the last frame of life moves nothing
-    EXPECT_EQ(V({2, 4, 4}), t.Run(0, COL_POS_X, 3));
-    EXPECT_EQ(0, t(COL_ATTRIBUTE, 0));
+    EXPECT_TRUE(t.Run(0, COL_POS_X, 3) == V({2, 4, 4}) && t(COL_ATTRIBUTE, 0) == 0);
     t.Make(0, MOVE_LIMIT), t(COL_LIMIT_RIGHT, 0) = 5, t(COL_LIMIT_BOTTOM, 0) = 5, t(COL_POS_X, 0) = 5;
-    UpdateCharacter(0);
-    EXPECT_EQ(1, t(COL_ATTRIBUTE, 0));
-    t(COL_POS_Y, 0) = 6, UpdateCharacter(0);
-    EXPECT_EQ(0, t(COL_ATTRIBUTE, 0));
+    EXPECT_EQ(V({1}), t.Run(0, COL_ATTRIBUTE, 1));
+    t(COL_POS_Y, 0) = 6;
+    EXPECT_EQ(V({0}), t.Run(0, COL_ATTRIBUTE, 1));
     const int32_t turns[][4] = {{0, 255, 0, 0}, {256, 0, -256, 0}, {768, 0, 255, 0}, {1023, 0, 0, 512}};  // angle, heading, turn speed
     for (const auto& c : turns) {
-        t.Make(1, MOVE_TURN), t(COL_ANGLE, 1) = c[0], t(COL_SPEED, 1) = 256, t(COL_TURN_SPEED, 1) = c[3];
-        UpdateCharacter(1);
+        t.Make(1, MOVE_TURN), t(COL_ANGLE, 1) = c[0], t(COL_SPEED, 1) = 256, t(COL_TURN_SPEED, 1) = c[3], UpdateCharacter(1);
         EXPECT_TRUE(c[3] ? t(COL_ANGLE, 1) == 1 : headingVelocity[1].x == c[1] && headingVelocity[1].y == c[2]) << c[0];
     }
     t.Make(0, MOVE_HOMING), t.Make(1, 0), t(COL_HOMING_TARGET, 0) = 1, t(COL_HOMING_ACCEL, 0) = 3;
@@ -99,7 +91,7 @@ TEST(Character, FrameSteps) {
     t(COL_POS_X, 1) = 30, UpdateCharacter(0);
     EXPECT_TRUE(EffectivePosition(0).x == 38 && EffectivePosition(0).y == 20);
     t(COL_ATTRIBUTE, 1) = 0, UpdateCharacter(0);
-    EXPECT_TRUE(t(COL_POS_X, 0) == 39 && EffectivePosition(0).x == 39 && t(COL_MOVE_FLAGS, 0) == MOVE_VELOCITY);
+    EXPECT_TRUE(t(COL_POS_X, 0) == 39 && EffectivePosition(0).x == 39 && relativeOffset[0].x == 0 && t(COL_MOVE_FLAGS, 0) == MOVE_VELOCITY);
 }
 
 TEST(Character, AnimationAndBlink) {
@@ -116,7 +108,7 @@ TEST(Character, AnimationAndBlink) {
     ASSERT_EQ(0, FillAnimationPattern(1, pairs, 1));  // refilled shorter: back to step 0
     animStep[0] = 2, animTimer[0] = 1, UpdateCharacter(0);
     EXPECT_TRUE(animStep[0] == 0 && animTimer[0] == 1 && t(COL_CHIP_NO, 0) == 5);
-    const char* blinks[][2] = {{"3", "x.xxx0"}, {"4", ".x.xx0"}, {"65535", "x.x.x65534"}, {"65534", ".x.x.65535"}, {"-1", "x.x.x-6"}};
+    const char* blinks[][2] = {{"3", "x.xxx0"}, {"4", ".x.xx0"}, {"65535", "x.x.x65534"}, {"65534", ".x.x.65535"}, {"-1", "x.x.x-6"}, {"70000", ".x.x.65535"}};
     for (const auto& b : blinks) {
         int32_t blink = std::stoi(b[0]);
         std::string seen;
@@ -134,20 +126,16 @@ TEST(Character, SortByY) {
         std::vector<uint16_t> want(sortOrder, sortOrder + 300);
         std::stable_sort(want.begin() + lo, want.begin() + hi + 1, [&](int a, int b) { return t(COL_POS_Y, a) < t(COL_POS_Y, b); });
         SortByY(sortOrder, lo, hi);
-        std::vector<uint16_t> got(sortOrder, sortOrder + 300);
-        std::vector<int32_t> keysGot, keysWant;
-        for (int n = 0; n < 300; ++n) keysGot.push_back(t(COL_POS_Y, got[n])), keysWant.push_back(t(COL_POS_Y, want[n]));
-        ASSERT_EQ(keysWant, keysGot) << i;  // same keys in each place: sorted, nothing outside lo ... hi moved
-        std::sort(got.begin(), got.end());
-        for (int n = 0; n < 300; ++n) ASSERT_EQ(n, got[n]);  // a permutation
+        ASSERT_TRUE(std::is_permutation(want.begin(), want.end(), sortOrder)) << i;
+        for (int n = 0; n < 300; ++n)  // same keys in each place: sorted, nothing outside lo ... hi moved
+            ASSERT_EQ(t(COL_POS_Y, want[n]), t(COL_POS_Y, sortOrder[n])) << i;
     }
 }
 
 int64_t Orient(IntPoint a, IntPoint b, IntPoint c) { return int64_t(b.x - a.x) * (c.y - a.y) - int64_t(b.y - a.y) * (c.x - a.x); }
 IntPoint Pt(std::mt19937& r, int m) { return IntPoint{int32_t(r() % (2 * m + 1)) - m, int32_t(r() % (2 * m + 1)) - m}; }
 double PointToSegment(IntPoint p, IntPoint a, IntPoint b) {
-    const double dx = b.x - a.x, dy = b.y - a.y, l = dx * dx + dy * dy;
-    const double t = l ? std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / l, 0.0, 1.0) : 0;
+    const double dx = b.x - a.x, dy = b.y - a.y, l = dx * dx + dy * dy, t = l ? std::clamp(((p.x - a.x) * dx + (p.y - a.y) * dy) / l, 0.0, 1.0) : 0;
     return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
 }
 // Widest gap between the two quads' projections on the normals of their edges: below 0 when the
@@ -157,11 +145,9 @@ double Gap(const IntPoint* p, const IntPoint* q) {
     for (const IntPoint* e : {p, q})
         for (int i = 0; i < 4; ++i) {
             const double nx = e[i].y - e[(i + 1) % 4].y, ny = e[(i + 1) % 4].x - e[i].x, len = std::hypot(nx, ny);
-            double lo[2] = {1e18, 1e18}, hi[2] = {-1e18, -1e18};
-            for (int k = 0; k < 8 && len > 0; ++k) {
-                const IntPoint v = k < 4 ? p[k] : q[k - 4];
-                lo[k / 4] = std::min(lo[k / 4], (v.x * nx + v.y * ny) / len), hi[k / 4] = std::max(hi[k / 4], (v.x * nx + v.y * ny) / len);
-            }
+            double lo[2] = {1e18, 1e18}, hi[2] = {-1e18, -1e18}, v;
+            for (int k = 0; k < 8 && len > 0; ++k)
+                v = ((k < 4 ? p : q - 4)[k].x * nx + (k < 4 ? p : q - 4)[k].y * ny) / len, lo[k / 4] = std::min(lo[k / 4], v), hi[k / 4] = std::max(hi[k / 4], v);
             if (len > 0) gap = std::max({gap, lo[1] - hi[0], lo[0] - hi[1]});
         }
     return gap;
@@ -172,14 +158,10 @@ TEST(Character, TriangleAndSegmentsAgainstExactGeometry) {
     for (int i = 0; i < 100000; ++i) {
         const IntPoint a = Pt(r, 5), b = Pt(r, 5), c = Pt(r, 5), x = Pt(r, 5);
         const int64_t o = Orient(a, b, c), s1 = Orient(a, b, x), s2 = Orient(b, c, x), s3 = Orient(c, a, x);
-        // Closed triangle when the three part areas add up to the whole, open when none is 0; a
-        // triangle of positive orientation keeps its edges, one of negative orientation loses them.
+        // Closed triangle (parts add up to the whole) when positively oriented, open when negatively.
         const bool closed = std::abs(s1) + std::abs(s2) + std::abs(s3) == std::abs(o), open = closed && s1 && s2 && s3;
-        if (o != 0) {
-            ASSERT_EQ(o > 0 ? closed : open, PointInTriangle(x, a, b, c)) << i;
-        }
-        // Segments a-b and c-x: a proper crossing is always found; a reported one is less than a
-        // pixel from a true meeting (the crossing y is truncated).
+        ASSERT_TRUE(o == 0 || (o > 0 ? closed : open) == PointInTriangle(x, a, b, c)) << i;
+        // Segments a-b, c-x: a proper crossing is found; a reported one is under a pixel from a meeting.
         const bool proper = s1 * s3 < 0 && Orient(c, x, a) * Orient(c, x, b) < 0 && Orient(a, b, c) * Orient(a, b, x) < 0;
         const double apart = std::min({PointToSegment(a, c, x), PointToSegment(b, c, x), PointToSegment(c, a, b), PointToSegment(x, a, b)});
         ASSERT_TRUE(proper ? SegmentsCross(a, b, c, x) : !SegmentsCross(a, b, c, x) || apart < 1.0) << i;
@@ -195,12 +177,14 @@ TEST(Character, HitAreas) {
     EXPECT_EQ(1, HitExtentsOf(chip, DRAW_SCALE, 100, 256).left);
     const HitExtents sq{-8, -8, 8, 8};
     const HitQuad turned = HitQuadOf(sq, {0, 0}, DRAW_ROTATE, 256), diamond = HitQuadOf(sq, {0, 0}, DRAW_ROTATE, 128);
-    const int32_t want[] = {-8, 8, -8, -7, 7, -7, 7, 8};
-    for (int i = 0; i < 4; ++i) EXPECT_TRUE(turned.corner[i].x == want[2 * i] && turned.corner[i].y == want[2 * i + 1]) << i;
-    EXPECT_TRUE(turned.reach == 32 && turned.core == 8);
+    const int32_t want[] = {-8, 8, -8, -7, 7, -7, 7, 8}, got[] = {turned.corner[0].x, turned.corner[0].y, turned.corner[1].x, turned.corner[1].y,
+                                                                turned.corner[2].x, turned.corner[2].y, turned.corner[3].x, turned.corner[3].y};
+    EXPECT_TRUE(std::equal(want, want + 8, got) && turned.reach == 32 && turned.core == 8);
     for (int mode = 0; mode < 8; ++mode)
         EXPECT_TRUE(QuadsHit(turned, HitQuadOf(sq, {7, 0}, 0, 0), mode) && !QuadsHit(turned, HitQuadOf(sq, {20, 13}, 0, 0), mode));
-    EXPECT_TRUE(QuadsHit(turned, HitQuadOf(sq, {14, 0}, 0, 0), 0) && !QuadsHit(turned, HitQuadOf(sq, {15, 0}, 0, 0), 0));
+    EXPECT_TRUE(QuadsHit(turned, HitQuadOf(sq, {14, 0}, 0, 0), 0) && !QuadsHit(turned, HitQuadOf(sq, {15, 0}, 0, 0), 0) && !QuadsHit(turned, HitQuadOf(sq, {-16, 0}, 0, 0), 0));
+    const HitQuad wide = HitQuadOf({-8, -4, 8, 4}, {0, 0}, 0, 0), away = HitQuadOf({20, 20, 24, 24}, {4, 0}, 0, 0);  // core 4; reach 8, hit area far off
+    EXPECT_TRUE(!QuadsHit(wide, away, 0) && QuadsHit(wide, HitQuadOf({20, 20, 24, 24}, {3, 0}, 0, 0), 0) && !QuadsHit(wide, HitQuadOf({20, 20, 24, 24}, {6, 0}, 0, 0), 0));
     EXPECT_TRUE(!QuadsHit(diamond, HitQuadOf(sq, {12, 0}, DRAW_ROTATE, 128), 0) && QuadsHit(diamond, HitQuadOf(sq, {12, 0}, DRAW_ROTATE, 128), 7));
     std::mt19937 r(9);
     for (int i = 0; i < 20000; ++i) {  // turned areas around their anchors, beyond the quick tests
@@ -216,6 +200,15 @@ TEST(Character, HitAreas) {
             ASSERT_EQ(!far, hit) << i;
         } else {
             ASSERT_TRUE(hit ? gap < 1 : i % 2 == 0 || gap >= 0) << i << " " << gap;  // all modes: overlap found
+            bool edgesCross = false, cornerIn[2] = {false, false};  // by exact orientations; each mode bit must see its case
+            for (int a = 0; a < 16; ++a) {
+                const IntPoint p0 = q[0].corner[a / 4], p1 = q[0].corner[(a / 4 + 1) % 4], q0 = q[1].corner[a % 4], q1 = q[1].corner[(a % 4 + 1) % 4];
+                edgesCross = edgesCross || (Orient(p0, p1, q0) * Orient(p0, p1, q1) < 0 && Orient(q0, q1, p0) * Orient(q0, q1, p1) < 0);
+                const IntPoint x = q[a / 8].corner[a % 4], *o = q[1 - a / 8].corner;  // strictly inside, off the diagonal 0-2
+                cornerIn[a / 8] = cornerIn[a / 8] || (Orient(o[0], o[1], x) * Orient(o[1], o[2], x) > 0 && Orient(o[1], o[2], x) * Orient(o[2], o[3], x) > 0 &&
+                                                      Orient(o[2], o[3], x) * Orient(o[3], o[0], x) > 0 && Orient(o[0], o[2], x) != 0);
+            }
+            ASSERT_TRUE(hit || !(((mode & HIT_EDGES) && edgesCross) || ((mode & 1) && cornerIn[0]) || ((mode & 2) && cornerIn[1]))) << i;
         }
     }
 }
