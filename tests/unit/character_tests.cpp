@@ -69,9 +69,7 @@ TEST(Character, FrameSteps) {
     t(COL_LIFE, 0) = 3, t(COL_POS_X, 0) = 0, t(COL_ACCEL_X, 0) = 0;  // the last frame of life moves nothing
     EXPECT_TRUE(t.Run(0, COL_POS_X, 3) == V({2, 4, 4}) && t(COL_ATTRIBUTE, 0) == 0);
     t.Make(0, MOVE_LIMIT), t(COL_LIMIT_RIGHT, 0) = 5, t(COL_LIMIT_BOTTOM, 0) = 5, t(COL_POS_X, 0) = 5;
-    EXPECT_EQ(V({1}), t.Run(0, COL_ATTRIBUTE, 1));
-    t(COL_POS_Y, 0) = 6;
-    EXPECT_EQ(V({0}), t.Run(0, COL_ATTRIBUTE, 1));
+    EXPECT_TRUE(t.Run(0, COL_ATTRIBUTE, 1) == V({1}) && (t(COL_POS_Y, 0) = 6, t.Run(0, COL_ATTRIBUTE, 1)) == V({0}));
     const int32_t turns[][4] = {{0, 255, 0, 0}, {256, 0, -256, 0}, {768, 0, 255, 0}, {1023, 0, 0, 512}};  // angle, heading, turn speed
     for (const auto& c : turns) {
         t.Make(1, MOVE_TURN), t(COL_ANGLE, 1) = c[0], t(COL_SPEED, 1) = 256, t(COL_TURN_SPEED, 1) = c[3], UpdateCharacter(1);
@@ -80,25 +78,20 @@ TEST(Character, FrameSteps) {
     t.Make(0, MOVE_HOMING), t.Make(1, 0), t(COL_HOMING_TARGET, 0) = 1, t(COL_HOMING_ACCEL, 0) = 3;
     t(COL_POS_X, 0) = t(COL_POS_Y, 0) = 0, t(COL_POS_X, 1) = t(COL_POS_Y, 1) = 9, t(COL_ACCEL_X, 0) = t(COL_ACCEL_Y, 0) = 0;
     EXPECT_EQ(V({3, 6}), t.Run(0, COL_ACCEL_Y, 2));
-    t(COL_POS_X, 1) = 0, t(COL_POS_Y, 1) = -1, UpdateCharacter(0);
-    EXPECT_TRUE(t(COL_ACCEL_X, 0) == 6 && t(COL_ACCEL_Y, 0) == 3);
-    t(COL_ATTRIBUTE, 1) = 0, UpdateCharacter(0);
-    EXPECT_TRUE(t(COL_MOVE_FLAGS, 0) == 0 && t(COL_ACCEL_X, 0) == 6);
+    EXPECT_TRUE((t(COL_POS_X, 1) = 0, t(COL_POS_Y, 1) = -1, UpdateCharacter(0), t(COL_ACCEL_X, 0) == 6 && t(COL_ACCEL_Y, 0) == 3));
+    EXPECT_TRUE((t(COL_ATTRIBUTE, 1) = 0, UpdateCharacter(0), t(COL_MOVE_FLAGS, 0) == 0 && t(COL_ACCEL_X, 0) == 6));  // target gone
     // Tied: follows the target at the distance of the tie, released where it stands.
     t.Make(1, 0), t(COL_POS_X, 0) = 10, t(COL_POS_Y, 0) = 20, t(COL_POS_X, 1) = 3, t(COL_POS_Y, 1) = 5;
     TieCharacter(0, 1), t(COL_MOVE_FLAGS, 0) |= MOVE_VELOCITY, t(COL_VELOCITY_X, 0) = 256, t(COL_ACCEL_X, 0) = t(COL_ACCEL_Y, 0) = 0;
     EXPECT_EQ(7, EffectivePosition(0).x);
-    t(COL_POS_X, 1) = 30, UpdateCharacter(0);
-    EXPECT_TRUE(EffectivePosition(0).x == 38 && EffectivePosition(0).y == 20);
-    t(COL_ATTRIBUTE, 1) = 0, UpdateCharacter(0);
-    EXPECT_TRUE(t(COL_POS_X, 0) == 39 && EffectivePosition(0).x == 39 && relativeOffset[0].x == 0 && t(COL_MOVE_FLAGS, 0) == MOVE_VELOCITY);
+    EXPECT_TRUE((t(COL_POS_X, 1) = 30, UpdateCharacter(0), EffectivePosition(0).x == 38 && EffectivePosition(0).y == 20));
+    EXPECT_TRUE((t(COL_ATTRIBUTE, 1) = 0, UpdateCharacter(0), t(COL_POS_X, 0) == 39) && EffectivePosition(0).x == 39 && relativeOffset[0].x == 0 && t(COL_MOVE_FLAGS, 0) == MOVE_VELOCITY);
 }
 
 TEST(Character, AnimationAndBlink) {
     Table t(1);
-    ASSERT_EQ(0, AllocateAnimationPatterns(2));
     const int32_t pairs[] = {5, 3, 6, 2, 7, 4};
-    ASSERT_EQ(0, FillAnimationPattern(1, pairs, 3));
+    ASSERT_TRUE(AllocateAnimationPatterns(2) == 0 && FillAnimationPattern(1, pairs, 3) == 0);
     t.Make(0, 0, DRAW_ANIMATE), t(COL_PATTERN_NO, 0) = 1, t(COL_CHIP_NO, 0) = 5;
     V shown;  // the chip drawn in each frame: the one before that frame's update
     for (int f = 0; f < 17; ++f) shown.push_back(t(COL_CHIP_NO, 0)), UpdateCharacter(0);
@@ -109,12 +102,8 @@ TEST(Character, AnimationAndBlink) {
     animStep[0] = 2, animTimer[0] = 1, UpdateCharacter(0);
     EXPECT_TRUE(animStep[0] == 0 && animTimer[0] == 1 && t(COL_CHIP_NO, 0) == 5);
     const char* blinks[][2] = {{"3", "x.xxx0"}, {"4", ".x.xx0"}, {"65535", "x.x.x65534"}, {"65534", ".x.x.65535"}, {"-1", "x.x.x-6"}, {"70000", ".x.x.65535"}};
-    for (const auto& b : blinks) {
-        int32_t blink = std::stoi(b[0]);
-        std::string seen;
-        for (int f = 0; f < 5; ++f) seen += BlinkShows(blink) ? 'x' : '.';
-        EXPECT_EQ(b[1], seen + std::to_string(blink)) << b[0];
-    }
+    auto frames = [](int32_t b) { std::string s; for (int f = 0; f < 5; ++f) s += BlinkShows(b) ? 'x' : '.'; return s + std::to_string(b); };
+    for (const auto& b : blinks) EXPECT_EQ(b[1], frames(std::stoi(b[0]))) << b[0];
 }
 
 TEST(Character, SortByY) {
