@@ -91,6 +91,25 @@ int32_t FillAnimationPattern(int32_t p, const int32_t* pairs, int32_t steps);
 // The last step of UpdateCharacter while DRAW_ANIMATE is set.
 void AnimateCharacter(int32_t n);
 
+// What the character exports do once their arguments are checked.
+struct ChipRecord;
+// Character n as ZorvCreateCharacter makes it: chip chipNo at (x, y), alive while its anchor is
+// no more than one chip size outside a surface of surfaceWidth x surfaceHeight.
+void FillNewCharacter(int32_t n, int32_t chipNo, const ChipRecord& chip, int32_t x, int32_t y, int32_t surfaceWidth,
+                      int32_t surfaceHeight);
+// Every column but the position and every plugin-side entry of from, into to placed at (x, y).
+void CopyCharacter(int32_t from, int32_t to, int32_t x, int32_t y);
+// The first n of start ... end - 1 that is free (mask 0) or whose Attribute shares a bit with
+// mask, or -1.
+int32_t FindCharacter(int32_t mask, int32_t start, int32_t end);
+// Velocity of n toward (x, y) at speed (1/256 pixel per frame); acceleration 0, MOVE_VELOCITY on.
+void AimCharacter(int32_t n, int32_t x, int32_t y, int32_t speed);
+// repeat frames of the existing characters of start ... end - 1, highest number first: 0, or
+// -75 at the first one whose ChipNo is not below chips (those before it keep their new state).
+int32_t MoveCharacters(int32_t start, int32_t end, int32_t repeat, int32_t chips);
+// sortOrder[start ... start + count - 1] <- those numbers in ascending PosY.
+void PrepareYOrder(int32_t start, int32_t count);
+
 // Counts the Blink column one frame on and tells whether the character is drawn in it.
 bool BlinkShows(int32_t& blink);
 // Sorts the character numbers list[lo ... hi] into ascending PosY, in place, not stable.

@@ -135,3 +135,43 @@ bool QuadsHit(const HitQuad& s, const HitQuad& c, int32_t mode) {
 }
 
 }  // namespace zorv
+
+namespace zorv {
+
+namespace {
+
+// Hit extents and effective position of character n; its ChipNo is valid.
+struct CharacterArea {
+    HitExtents extents;
+    IntPoint centre;
+    int32_t drawFlags;
+};
+CharacterArea AreaOf(int32_t n, const ChipRecord* chips) {
+    const int32_t flags = Col(COL_DRAW_FLAGS, n) & 0xFF;
+    const IntPair at = EffectivePosition(n);
+    return CharacterArea{HitExtentsOf(chips[Col(COL_CHIP_NO, n)], flags, Col(COL_SCALE_X, n), Col(COL_SCALE_Y, n)),
+                         IntPoint{at.x, at.y}, flags};
+}
+
+}  // namespace
+
+int32_t FirstHit(int32_t s, int32_t mask, int32_t start, int32_t end, bool quads, int32_t mode, const ChipRecord* chips,
+                 int32_t chipCount, int32_t& hit) {
+    auto valid = [&](int32_t n) { return Col(COL_CHIP_NO, n) >= 0 && Col(COL_CHIP_NO, n) < chipCount; };
+    if (!valid(s)) return -75;
+    const CharacterArea a = AreaOf(s, chips);
+    const HitQuad aq = HitQuadOf(a.extents, a.centre, a.drawFlags, Col(COL_ANGLE, s));
+    for (int32_t c = start; c < end; ++c) {
+        if ((Col(COL_ATTRIBUTE, c) & mask) == 0) continue;
+        if (!valid(c)) return -75;
+        const CharacterArea b = AreaOf(c, chips);
+        if (quads ? QuadsHit(aq, HitQuadOf(b.extents, b.centre, b.drawFlags, Col(COL_ANGLE, c)), mode)
+                  : RectsHit(a.extents, a.centre, b.extents, b.centre)) {
+            hit = c;
+            return 0;
+        }
+    }
+    return 0;
+}
+
+}  // namespace zorv

@@ -42,4 +42,11 @@ bool PointInTriangle(IntPoint x, IntPoint a, IntPoint b, IntPoint c);
 // Whether the segments p0-p1 and q0-q1 meet.
 bool SegmentsCross(IntPoint p0, IntPoint p1, IntPoint q0, IntPoint q1);
 
+// The candidate loop of ZorvHitTest (quads false) and ZorvHitTest2 (quads true, mode): hit is set
+// to the first c of start ... end - 1 whose Attribute shares a bit with mask and whose hit area
+// meets the tested character s's, and left as it is when none does. 0, or -75 when s or a
+// candidate that passes the mask has a ChipNo outside chips[0 ... chipCount - 1].
+int32_t FirstHit(int32_t s, int32_t mask, int32_t start, int32_t end, bool quads, int32_t mode, const ChipRecord* chips,
+                 int32_t chipCount, int32_t& hit);
+
 }  // namespace zorv
