@@ -121,6 +121,44 @@ TEST(Character, SortByY) {
     }
 }
 
+TEST(Character, ExportWork) {
+    Table t(8);
+    const ChipRecord chips[] = {{8, 8, 24, 24, 16, 16, nullptr, 0, 0, 32, 16, 32, 16, 0}};
+    subPixel[5] = {9, 9}, relativeOffset[5] = {3, 3}, t(COL_LIFE, 5) = 7;
+    FillNewCharacter(5, 0, chips[0], 100, 50, 640, 480);
+    V made;
+    for (const V& c : t.col) made.push_back(c[5]);
+    EXPECT_EQ(V({1, 100, 50, -32, -16, 672, 496, 0, 16, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 256, 256, 0, 0, 0, 0}), made);
+    EXPECT_TRUE(subPixel[5].x == 0 && relativeOffset[5].y == 0);
+    relativeOffset[5] = {3, 4}, CopyCharacter(5, 2, 7, 8);  // all but the position, with the plugin-side entries
+    EXPECT_TRUE(t(COL_LIMIT_RIGHT, 2) == 672 && t(COL_POS_X, 2) == 7 && t(COL_POS_Y, 2) == 8 && relativeOffset[2].y == 4);
+    EXPECT_TRUE((CopyCharacter(0, 2, 0, 0), t(COL_ATTRIBUTE, 2) == 0));  // a free source frees the destination
+    t.col[COL_ATTRIBUTE] = V({1, 1, 8, 1, 2, 4, 8, 1}), columnTable[COL_ATTRIBUTE] = t.col[COL_ATTRIBUTE].data();
+    EXPECT_TRUE(FindCharacter(0, 0, 8) == -1 && FindCharacter(6, 0, 8) == 4 && FindCharacter(6, 5, 8) == 5 && FindCharacter(6, 6, 8) == -1);
+    EXPECT_TRUE((t(COL_ATTRIBUTE, 6) = 0, FindCharacter(0, 0, 8) == 6 && FindCharacter(0, 0, 6) == -1));
+    const int32_t aims[][4] = {{100, 200, 0, 511}, {100, 0, 0, -512}, {100, 100, 0, -512}};  // target, velocity from (100, 100)
+    for (const auto& a : aims) {
+        t(COL_POS_X, 0) = t(COL_POS_Y, 0) = 100, AimCharacter(0, a[0], a[1], 512);
+        EXPECT_TRUE(t(COL_VELOCITY_X, 0) == a[2] && t(COL_VELOCITY_Y, 0) == a[3] && (t(COL_MOVE_FLAGS, 0) & MOVE_VELOCITY)) << a[1];
+    }
+    for (int n = 0; n < 4; ++n) t.Make(n, MOVE_VELOCITY), t(COL_VELOCITY_X, n) = 256, t(COL_POS_X, n) = 0, t(COL_CHIP_NO, n) = n == 1;
+    EXPECT_TRUE(MoveCharacters(0, 4, 0, 1) == 0 && MoveCharacters(0, 4, 2, 1) == -75 && t(COL_POS_X, 3) == 1 && t(COL_POS_X, 0) == 0);
+    t(COL_CHIP_NO, 1) = 0, t(COL_POS_X, 0) = 100, t(COL_POS_X, 1) = 116, t(COL_POS_X, 2) = 115;
+    for (int n = 0; n < 3; ++n) t(COL_POS_Y, n) = 100, t(COL_MOVE_FLAGS, n) = 0;
+    int32_t hit = 0;
+    for (bool quads : {false, true}) {  // the lowest-numbered hit, the tested character included
+        EXPECT_TRUE(FirstHit(0, 1, 1, 3, quads, 0, chips, 1, hit) == 0 && hit == 2 && FirstHit(0, 1, 0, 3, quads, 0, chips, 1, hit) == 0 && hit == 0);
+        EXPECT_TRUE((hit = 9, FirstHit(0, 0, 0, 3, quads, 7, chips, 1, hit) == 0 && hit == 9));  // mask 0: no hit
+    }
+    t(COL_DRAW_FLAGS, 0) = DRAW_SCALE, t(COL_SCALE_X, 0) = t(COL_SCALE_Y, 0) = 512, t(COL_POS_X, 2) = 123;  // 84 ... 116 against 115 ... 131
+    EXPECT_TRUE(FirstHit(0, 1, 2, 3, false, 0, chips, 1, hit) == 0 && hit == 2);
+    t(COL_CHIP_NO, 1) = 1;  // an invalid ChipNo ends the call unless the mask skips it; the tested one's always does
+    EXPECT_TRUE(FirstHit(0, 1, 1, 3, false, 0, chips, 1, hit) == -75 && FirstHit(0, 2, 1, 3, false, 0, chips, 1, hit) == 0);
+    EXPECT_TRUE(FirstHit(1, 1, 0, 0, true, 0, chips, 1, hit) == -75);
+    t(COL_POS_Y, 4) = 30, t(COL_POS_Y, 5) = 10, t(COL_POS_Y, 6) = 20, PrepareYOrder(4, 3);  // drawn 5, 6, 4
+    EXPECT_TRUE(sortOrder[4] == 5 && sortOrder[5] == 6 && sortOrder[6] == 4);
+}
+
 int64_t Orient(IntPoint a, IntPoint b, IntPoint c) { return int64_t(b.x - a.x) * (c.y - a.y) - int64_t(b.y - a.y) * (c.x - a.x); }
 IntPoint Pt(std::mt19937& r, int m) { return IntPoint{int32_t(r() % (2 * m + 1)) - m, int32_t(r() % (2 * m + 1)) - m}; }
 double PointToSegment(IntPoint p, IntPoint a, IntPoint b) {
