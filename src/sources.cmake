@@ -9,6 +9,12 @@ set(ZORV_PURE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/display/pacing.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/quad_math.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/quad_raster.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_table.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_motion.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/animation_pattern.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_order.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/hit_test.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_ops.cpp
 )
 
 # Everything else of the plugin: exports, Win32 and DirectX work.
