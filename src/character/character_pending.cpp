@@ -1,14 +1,10 @@
 // Exports of characters that are not built yet: each records its name and returns -255.
 #include "frame/frame.h"
 
-ZORV_NOT_SUPPORTED_EXPORT(ZorvCopyCharacter)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvCreateCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvDrawString)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvFindCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvHitTest)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvHitTest2)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvInitializeAnimationPattern)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvInitializeCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvMoveCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvPutCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvPutCharacterYSort)
@@ -16,6 +12,5 @@ ZORV_NOT_SUPPORTED_EXPORT(ZorvSetAnimationPattern)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetCharacterAim)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetCharacterAim2)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetCharacterAnimation)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvSetCharacterVariable)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetRelativeCharacter)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetStringChip)

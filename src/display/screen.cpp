@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "chip/chip.h"
+#include "character/character.h"
 #include "display/display.h"
 #include "surface/surface.h"
 
@@ -401,6 +402,8 @@ ZORV_API ZorvExit(int32_t, int32_t, int32_t, int32_t) {
     EnterExport("ZorvExit");
     int32_t status = ZorvReleaseDD(0, 0, 0, 0);
     if (status != OK) return status;
+    ReleaseCharacterTables();  // the registered arrays stay until the next ZorvInitializeCharacter
+    ReleaseAnimationPatterns();
     ReleaseChipTable();
     BOOL scratch = FALSE;
     SystemParametersInfoA(SPI_SETSCREENSAVERRUNNING, static_cast<UINT>(savedScreenSaverRunning), &scratch, 0);
