@@ -61,3 +61,79 @@ ZORV_API ZorvCopyCharacter(int32_t source, int32_t destination, int32_t x, int32
     CopyCharacter(source, destination, x, y);
     return OK;
 }
+
+// ---- Motion -------------------------------------------------------------------------------
+
+namespace {
+// start ... start + count - 1 must lie in the table (start + count is a 32-bit signed sum).
+bool ValidRange(int32_t start, int32_t count) {
+    const int32_t end = WrapAdd(start, count);
+    return ValidCharacter(start) && end >= 0 && end <= characterCapacity;
+}
+}  // namespace
+
+ZORV_API ZorvMoveCharacter(int32_t start, int32_t count, int32_t repeat, int32_t) {
+    EnterExport("ZorvMoveCharacter");
+    if (!ValidRange(start, count)) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    return MoveCharacters(start, WrapAdd(start, count), repeat, chipCount);
+}
+
+ZORV_API ZorvSetCharacterAim(int32_t n, int32_t x, int32_t y, int32_t speed) {
+    EnterExport("ZorvSetCharacterAim");
+    if (!ValidCharacter(n)) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    AimCharacter(n, x, y, speed);
+    return OK;
+}
+
+// A free slot m is aimed at too: its last position is used.
+ZORV_API ZorvSetCharacterAim2(int32_t n, int32_t m, int32_t speed, int32_t) {
+    EnterExport("ZorvSetCharacterAim2");
+    if (!ValidCharacter(n) || !ValidCharacter(m)) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    AimCharacter(n, Col(COL_POS_X, m), Col(COL_POS_Y, m), speed);
+    return OK;
+}
+
+ZORV_API ZorvSetRelativeCharacter(int32_t n, int32_t t, int32_t, int32_t) {
+    EnterExport("ZorvSetRelativeCharacter");
+    if (!ValidCharacter(n) || !ValidCharacter(t)) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    if (Col(COL_ATTRIBUTE, t) == 0) return ERR_NO_RELATIVE_CHARACTER;
+    TieCharacter(n, t);
+    return OK;
+}
+
+// ---- Animation patterns ----------------------------------------------------------------------
+
+// A count that does not fit the 16-bit pattern table is refused like the other table sizes.
+ZORV_API ZorvInitializeAnimationPattern(int32_t count, int32_t, int32_t, int32_t) {
+    EnterExport("ZorvInitializeAnimationPattern");
+    if (count < 0 || count > 65535) return ERR_PARAM_RANGE;
+    return AllocateAnimationPatterns(static_cast<uint16_t>(count));
+}
+
+// Pairs of (chip, frames); a pattern needs at least one step.
+ZORV_API ZorvSetAnimationPattern(HostVariable* var, int32_t p, int32_t steps, int32_t) {
+    EnterExport("ZorvSetAnimationPattern");
+    if (p < 0 || p >= patternCount || steps < 1) return ERR_PARAM_RANGE;
+    if (var == nullptr || var->data == nullptr || var->size < 2 * static_cast<int64_t>(steps)) return ERR_PARAM_MISSING;
+    return FillAnimationPattern(p, static_cast<const int32_t*>(var->data), steps);
+}
+
+ZORV_API ZorvSetCharacterAnimation(int32_t n, int32_t p, int32_t s, int32_t t) {
+    EnterExport("ZorvSetCharacterAnimation");
+    if (!ValidCharacter(n) || p < 0 || p >= patternCount || s < 0 || s >= patternTable[p].stepCount) {
+        return ERR_PARAM_RANGE;
+    }
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    const PatternRecord& pattern = patternTable[p];
+    if (pattern.chips == nullptr || pattern.endTimes == nullptr) return ERR_NO_ANIMATION_PATTERN;
+    Col(COL_DRAW_FLAGS, n) |= DRAW_ANIMATE;
+    Col(COL_PATTERN_NO, n) = p;
+    animStep[n] = static_cast<uint8_t>(s);
+    animTimer[n] = static_cast<uint32_t>(t);
+    Col(COL_CHIP_NO, n) = pattern.chips[s];
+    return OK;
+}
