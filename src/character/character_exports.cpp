@@ -2,6 +2,7 @@
 // and copying characters. Each records its name, then checks in order; a refused call changes
 // nothing.
 #include "character/character.h"
+#include "character/hit_test.h"
 #include "chip/chip.h"
 #include "frame/frame.h"
 #include "surface/surface.h"
@@ -136,4 +137,38 @@ ZORV_API ZorvSetCharacterAnimation(int32_t n, int32_t p, int32_t s, int32_t t) {
     animTimer[n] = static_cast<uint32_t>(t);
     Col(COL_CHIP_NO, n) = pattern.chips[s];
     return OK;
+}
+
+// ---- Hit tests -------------------------------------------------------------------------------
+
+namespace {
+// The common checks after the variable's: the range and the tested character s, the columns;
+// then the first hit of the range is written into element 0 (left as it is when none hits).
+int32_t HitTestRange(HostVariable* var, int32_t mask, int32_t start, int32_t count, bool quads) {
+    int32_t* values = static_cast<int32_t*>(var->data);
+    const int32_t s = values[0];
+    if (!ValidCharacter(start) || !ValidCharacter(s) || !ValidRange(start, count)) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    int32_t hit = s;
+    const int32_t status =
+        FirstHit(s, mask, start, WrapAdd(start, count), quads, quads ? values[1] & 0xFF : 0, chipTable, chipCount, hit);
+    values[0] = hit;
+    return status;
+}
+}  // namespace
+
+// Hit areas as axis-aligned rectangles.
+ZORV_API ZorvHitTest(HostVariable* var, int32_t mask, int32_t start, int32_t count) {
+    EnterExport("ZorvHitTest");
+    if (!IsIntVar(var)) return ERR_PARAM_TYPE;
+    if (IntCapacity(var) < 1) return ERR_PARAM_MISSING;  // no element to read the tested character from
+    return HitTestRange(var, mask, start, count, false);
+}
+
+// Hit areas as turned quadrilaterals; element 1 holds the test mode.
+ZORV_API ZorvHitTest2(HostVariable* var, int32_t mask, int32_t start, int32_t count) {
+    EnterExport("ZorvHitTest2");
+    if (!IsIntVar(var)) return ERR_PARAM_TYPE;
+    if (IntCapacity(var) < 2) return ERR_PARAM_MISSING;
+    return HitTestRange(var, mask, start, count, true);
 }

@@ -46,7 +46,7 @@ enum Check { NONE = 0, KEEP = 1, WRITES = 2, FIELD = 4, DX = 8, MOVES = 16, BITS
 // with 0x5A, or eight integers holding the corners of a quadrilateral), the host screen record
 // with a screen type, this desktop's bit count.
 constexpr int32_t I1 = 0x7E000001, I2 = 0x7E000002, I4 = 0x7E000004, I6 = 0x7E000006, I8 = 0x7E000008;
-constexpr int32_t I5 = 0x7E000005, Q8 = 0x7E010008;
+constexpr int32_t I5 = 0x7E000005, Q8 = 0x7E010008, H2 = 0x7E020002;  // H2: tested character 5, mode 7
 constexpr int32_t S1 = 0x7E100001, S2 = 0x7E100002, S4 = 0x7E100004;
 constexpr int32_t HS = 0x7E200000, DESK = 0x7E300000;
 
@@ -288,6 +288,22 @@ const Row ROWS[] = {
     {AFTER, "ZorvSetRelativeCharacter", 6, 5, 0, 0, 0, CELL, 1 * 100 + 6, 0},  // the position becomes the offset
     {SURFACE, "ZorvInitializeCharacter", 8, 0, 0, 0, 0},
     {AFTER, "ZorvMoveCharacter", 0, 8, 1, 0, -63},
+    // Hit tests of character 5 (8 x 8 at (10, 10); its hit area is the middle half) against 6 ... 7.
+    {CHARS, "ZorvHitTest", S1, 1, 0, 8, -1},
+    {CHARS, "ZorvHitTest2", I1, 1, 0, 8, -71},
+    {CHARS, "ZorvHitTest", I1, 1, 0, 8, -2},  // the tested character 0x5A5A5A5A
+    {CHARS, "ZorvHitTest", H2, 1, 0, 9, -2},
+    {CHARS, "ZorvHitTest2", H2, 1, 8, 0, -2},
+    {CHARS, "ZorvHitTest", H2, 1, 0, 8, 0, WRITES, 0, 5},  // no character passes the mask: left as it was
+    {CHARS, "ZorvCreateCharacter", 5, 1, 10, 10, 0},
+    {AFTER, "ZorvCreateCharacter", 6, 1, 13, 13, 0},
+    {AFTER, "ZorvHitTest", H2, 2, 6, 2, 0, WRITES, 0, 6},
+    {AFTER, "ZorvHitTest2", H2, 2, 6, 2, 0, WRITES, 0, 6},
+    {AFTER, "ZorvCreateCharacter", 6, 1, 14, 14, 0},  // areas 8 ... 11 and 12 ... 15: apart as rectangles
+    {AFTER, "ZorvHitTest", H2, 2, 6, 2, 0, WRITES, 0, 5},
+    {AFTER, "ZorvCreateCharacter", 6, 1, 30, 30, 0},  // far apart
+    {AFTER, "ZorvHitTest", H2, 2, 6, 2, 0, WRITES, 0, 5},
+    {AFTER, "ZorvHitTest2", H2, 2, 6, 2, 0, WRITES, 0, 5},
     // Animation patterns.
     {CHARS, "ZorvSetAnimationPattern", I6, 0, 3, 0, -2},  // no pattern table
     {CHARS, "ZorvInitializeAnimationPattern", -1, 0, 0, 0, -2},
@@ -322,7 +338,7 @@ const Row ROWS[] = {
 // Exports whose subsystem is not built yet: each records its name and returns -255.
 const char* const PENDING =
     "ZorvBeginDraw ZorvDrawCircle ZorvDrawString ZorvEndDraw ZorvFadePalette ZorvGetColorCode "
-    "ZorvGetPointColor ZorvGetRGBFromColorCode ZorvHSPToSurface ZorvHitTest ZorvHitTest2 "
+    "ZorvGetPointColor ZorvGetRGBFromColorCode ZorvHSPToSurface "
     "ZorvPaletteCopy ZorvPutCharacter ZorvPutCharacterYSort ZorvSetPalette ZorvSetPen ZorvSetStringChip "
     "ZorvSurfaceToHSP";
 
@@ -394,6 +410,7 @@ void RunRow(const Row& row) {
             vars.back()->Fill(0x5A);
             const int32_t corners[8] = {100, 100, 180, 120, 170, 190, 90, 170};
             if (arg & 0x10000) std::memcpy(vars.back()->Data(), corners, sizeof corners);
+            if (arg & 0x20000) vars.back()->Ints()[0] = 5, vars.back()->Ints()[1] = 7;
             before.emplace_back(vars.back()->Data(), vars.back()->Data() + vars.back()->DataBytes());
             arg = vars.back()->Arg();
         } else if (arg == DESK) {
