@@ -34,6 +34,7 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/chip/chip_d3d.cpp
   ${CMAKE_CURRENT_LIST_DIR}/chip/quad_raster_lock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_exports.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/character/character_draw.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp

@@ -2,6 +2,4 @@
 #include "frame/frame.h"
 
 ZORV_NOT_SUPPORTED_EXPORT(ZorvDrawString)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvPutCharacter)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvPutCharacterYSort)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvSetStringChip)

@@ -139,6 +139,19 @@ int32_t DrawChipTransformed(int32_t x, int32_t y, const ChipRecord& chip, int32_
     return DrawChipQuadD3D(points, transparency, source, SourceRect(chip));
 }
 
+int32_t DrawChipPlain(SurfaceRecord* target, const ChipRecord& chip, int32_t x, int32_t y) {
+    IDirectDrawSurface7* sourceSurface = LiveSource(chip, SourceOf(chip));
+    if (sourceSurface == nullptr) return ERR_SURFACE_NOT_CREATED;
+    int32_t dx = WrapSub(x, chip.offsetX);
+    int32_t dy = WrapSub(y, chip.offsetY);
+    RECT src = SourceRect(chip);
+    if (!ClipPlain(*target, &dx, &dy, &src)) return OK;
+    // The colour key is always asked for here; the result of the blit is not reported.
+    target->surface->BltFast(static_cast<DWORD>(dx), static_cast<DWORD>(dy), sourceSurface, &src,
+                             DDBLTFAST_SRCCOLORKEY | DDBLTFAST_WAIT);
+    return OK;
+}
+
 }  // namespace zorv
 
 using namespace zorv;
@@ -150,16 +163,7 @@ ZORV_API ZorvPutChip(int32_t number, int32_t x, int32_t y, int32_t) {
     if (!SizedChip(chip)) return ERR_CHIP_SIZE;  // allocated but never created
     SurfaceRecord* target = DrawingSurface();
     if (target == nullptr) return ERR_NO_SURFACE;
-    IDirectDrawSurface7* sourceSurface = LiveSource(chip, SourceOf(chip));
-    if (sourceSurface == nullptr) return ERR_SURFACE_NOT_CREATED;
-    int32_t dx = x - chip.offsetX;
-    int32_t dy = y - chip.offsetY;
-    RECT src = SourceRect(chip);
-    if (!ClipPlain(*target, &dx, &dy, &src)) return OK;
-    // The colour key is always asked for here; the result of the blit is not reported.
-    target->surface->BltFast(static_cast<DWORD>(dx), static_cast<DWORD>(dy), sourceSurface, &src,
-                             DDBLTFAST_SRCCOLORKEY | DDBLTFAST_WAIT);
-    return OK;
+    return DrawChipPlain(target, chip, x, y);
 }
 
 ZORV_API ZorvPutChip4(int32_t number, int32_t scaleX, int32_t scaleY, int32_t) {

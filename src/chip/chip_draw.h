@@ -16,6 +16,11 @@ namespace zorv {
 int32_t DrawChipTransformed(int32_t x, int32_t y, const ChipRecord& chip, int32_t scaleX, int32_t scaleY,
                             int32_t angle, int32_t transparency);
 
+// The plain clipped, colour-keyed copy of ZorvPutChip: the chip's anchor lands on (x, y) of
+// the target, clipped to its draw area; the blit's result is not reported. Returns 0, or -39
+// when the chip's source surface is gone.
+int32_t DrawChipPlain(SurfaceRecord* target, const ChipRecord& chip, int32_t x, int32_t y);
+
 // The software quad of render mode 2: locks both surfaces and maps the chip onto the four
 // corners (x0, y0 ... x3, y3). Returns 0 or the DirectDraw result of a failed Lock/Unlock.
 int32_t RasterizeChipQuad(SurfaceRecord* target, const int32_t corners[8], SurfaceRecord* source,

@@ -304,6 +304,19 @@ const Row ROWS[] = {
     {AFTER, "ZorvCreateCharacter", 6, 1, 30, 30, 0},  // far apart
     {AFTER, "ZorvHitTest", H2, 2, 6, 2, 0, WRITES, 0, 5},
     {AFTER, "ZorvHitTest2", H2, 2, 6, 2, 0, WRITES, 0, 5},
+    // Drawing: a range is drawn and moved one frame; an invisible character moves all the same.
+    {CHARS, "ZorvPutCharacter", 8, 0, 0, 0, -2},
+    {CHARS, "ZorvPutCharacter", 0, 9, 0, 0, -2},
+    {CHARS, "ZorvPutCharacterYSort", 0, -1, 0, 0, -2},  // only this one refuses a negative count
+    {CHARS, "ZorvPutCharacterYSort", 2, 7, 0, 0, -2},
+    {CHARS, "ZorvPutCharacter", 2, -3, 0, 0, -2},
+    {CHARS, "ZorvPutCharacter", 0, 8, 0, 0, 0},  // every slot free
+    {CHARS, "ZorvCreateCharacter", 5, 1, 10, 10, 0},
+    {AFTER, "ZorvSetCharacterAim", 5, 30, 10, 512, 0},
+    {AFTER, "ZorvPutCharacter", 0, 8, 5, 5, 0, CELL, 1 * 100 + 5, 11},
+    {AFTER, "ZorvPutCharacterYSort", 0, 8, 0, 0, 0, CELL, 1 * 100 + 5, 13},
+    {SURFACE, "ZorvInitializeCharacter", 8, 0, 0, 0, 0},
+    {AFTER, "ZorvPutCharacter", 0, 8, 0, 0, -63},
     // Animation patterns.
     {CHARS, "ZorvSetAnimationPattern", I6, 0, 3, 0, -2},  // no pattern table
     {CHARS, "ZorvInitializeAnimationPattern", -1, 0, 0, 0, -2},
@@ -339,7 +352,7 @@ const Row ROWS[] = {
 const char* const PENDING =
     "ZorvBeginDraw ZorvDrawCircle ZorvDrawString ZorvEndDraw ZorvFadePalette ZorvGetColorCode "
     "ZorvGetPointColor ZorvGetRGBFromColorCode ZorvHSPToSurface "
-    "ZorvPaletteCopy ZorvPutCharacter ZorvPutCharacterYSort ZorvSetPalette ZorvSetPen ZorvSetStringChip "
+    "ZorvPaletteCopy ZorvSetPalette ZorvSetPen ZorvSetStringChip "
     "ZorvSurfaceToHSP";
 
 // The script's 26 character arrays of 8 elements.

@@ -181,6 +181,21 @@ TEST_F(Screen, PlainAndScaledChips) {
     ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(x - 84, y - 34); });
 }
 
+// A character is drawn where ZorvPutChip puts its chip, shifted by the scroll.
+TEST_F(Screen, CharactersDrawLikeTheirChips) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    MakeChipScene(0, 0);
+    ASSERT_EQ(0, plugin->Call("ZorvInitializeCharacter", 4));
+    std::vector<Variable> columns;
+    for (int32_t c = 0; c < 26; ++c) {
+        columns.push_back(Variable::Int(4));
+        ASSERT_EQ(0, plugin->Call("ZorvSetCharacterVariable", columns.back().Arg(), c));
+    }
+    ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 2, 1, 90, 40));
+    ASSERT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 10, 10));
+    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(32 + x - 84, y - 34); });
+}
+
 // One scene with chips drawn every way (plain, scaled, rotated, faded, onto four points):
 // Direct3D from a texture in render modes 1 and 3, the software rasterizer in render mode 2;
 // each saved as chips_render<mode>.png for a person to compare.
