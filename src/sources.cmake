@@ -35,7 +35,6 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/chip/quad_raster_lock.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_exports.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_draw.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/character/character_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp

@@ -172,3 +172,54 @@ ZORV_API ZorvHitTest2(HostVariable* var, int32_t mask, int32_t start, int32_t co
     if (IntCapacity(var) < 2) return ERR_PARAM_MISSING;
     return HitTestRange(var, mask, start, count, true);
 }
+
+// ---- String chips --------------------------------------------------------------------------
+
+namespace {
+// The glyph chip of each byte code; kept across chip and character tables for the library's life.
+uint16_t stringChipTable[256] = {};
+}  // namespace
+
+// Codes first ... first + count - 1 get the chip numbers of the array's elements (low 16 bits);
+// the first one that is no chip stops the call with -2, those before it stay set.
+ZORV_API ZorvSetStringChip(HostVariable* var, int32_t first, int32_t count, int32_t) {
+    EnterExport("ZorvSetStringChip");
+    if (!IsIntVar(var)) return ERR_PARAM_TYPE;
+    if (first < 1 || first > 255 || count < 1 || count > 255 || first + count > 256) return ERR_PARAM_RANGE;
+    if (IntCapacity(var) < count) return ERR_PARAM_MISSING;
+    const int32_t* chips = static_cast<const int32_t*>(var->data);
+    for (int32_t k = 0; k < count; ++k) {
+        const uint16_t chip = static_cast<uint16_t>(chips[k]);
+        if (chip >= chipCount) return ERR_PARAM_RANGE;
+        stringChipTable[first + k] = chip;
+    }
+    return OK;
+}
+
+// One character per byte, from start on, laid out left to right from the current surface's
+// position, each glyph's anchor at (pen x, pen y - its height). A string without its 0 byte
+// ends with the variable's buffer.
+ZORV_API ZorvDrawString(HostVariable* var, int32_t start, int32_t attribute, int32_t transparency) {
+    EnterExport("ZorvDrawString");
+    if (!IsStringVar(var)) return ERR_PARAM_TYPE;
+    if (!ValidCharacter(start) || transparency < 0 || transparency >= 65536) return ERR_PARAM_RANGE;
+    if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
+    if (currentSurface == nullptr) return ERR_NO_SURFACE;
+    const uint8_t* text = static_cast<const uint8_t*>(var->data);
+    const int64_t bytes = text == nullptr || var->size < 0 ? 0 : 4 * static_cast<int64_t>(var->size);
+    int32_t x = currentSurface->posX;
+    const int32_t y = currentSurface->posY;
+    int32_t n = start;
+    for (int64_t i = 0; i < bytes && text[i] != 0; ++i, ++n) {
+        if (n >= characterCapacity) return ERR_PARAM_RANGE;
+        const int32_t chipNo = stringChipTable[text[i]];
+        if (chipNo >= chipCount) return ERR_CHIP_NUMBER;
+        const ChipRecord& chip = chipTable[chipNo];
+        FillNewCharacter(n, chipNo, chip, x, WrapSub(y, chip.height), currentSurface->width, currentSurface->height);
+        Col(COL_ATTRIBUTE, n) = attribute;
+        if (transparency != 0) Col(COL_DRAW_FLAGS, n) |= DRAW_TRANSPARENCY;
+        Col(COL_TRANSPARENCY, n) = transparency;
+        x = WrapAdd(x, chip.width);
+    }
+    return OK;
+}

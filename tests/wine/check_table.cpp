@@ -47,6 +47,7 @@ enum Check { NONE = 0, KEEP = 1, WRITES = 2, FIELD = 4, DX = 8, MOVES = 16, BITS
 // with a screen type, this desktop's bit count.
 constexpr int32_t I1 = 0x7E000001, I2 = 0x7E000002, I4 = 0x7E000004, I6 = 0x7E000006, I8 = 0x7E000008;
 constexpr int32_t I5 = 0x7E000005, Q8 = 0x7E010008, H2 = 0x7E020002;  // H2: tested character 5, mode 7
+constexpr int32_t G2 = 0x7E040002, AB = 0x7E140002;  // G2: chip numbers 1, 1; AB: the text "AB"
 constexpr int32_t S1 = 0x7E100001, S2 = 0x7E100002, S4 = 0x7E100004;
 constexpr int32_t HS = 0x7E200000, DESK = 0x7E300000;
 
@@ -317,6 +318,22 @@ const Row ROWS[] = {
     {AFTER, "ZorvPutCharacterYSort", 0, 8, 0, 0, 0, CELL, 1 * 100 + 5, 13},
     {SURFACE, "ZorvInitializeCharacter", 8, 0, 0, 0, 0},
     {AFTER, "ZorvPutCharacter", 0, 8, 0, 0, -63},
+    // String chips: "AB" as two glyph characters of chip 1 (8 x 8) from surface 1's position (0, 0).
+    {BARE, "ZorvSetStringChip", S1, 65, 1, 0, -1},
+    {BARE, "ZorvSetStringChip", I1, 0, 1, 0, -2},
+    {BARE, "ZorvSetStringChip", I1, 200, 57, 0, -2},
+    {BARE, "ZorvSetStringChip", I1, 65, 0, 0, -2},
+    {CHARS, "ZorvSetStringChip", I1, 65, 2, 0, -71},
+    {CHARS, "ZorvSetStringChip", I2, 65, 2, 0, -2},  // chip 0x5A5A does not exist
+    {CHARS, "ZorvDrawString", I1, 0, 1, 0, -1},
+    {CHARS, "ZorvDrawString", AB, 8, 1, 0, -2},
+    {CHARS, "ZorvDrawString", AB, 0, 1, 65536, -2},
+    {CHARS, "ZorvSetStringChip", G2, 65, 2, 0, 0},
+    {AFTER, "ZorvDrawString", AB, 3, 9, 0, 0, CELL, 1 * 100 + 4, 8},  // the second glyph one width on
+    {AFTER, "ZorvDrawString", AB, 3, 9, 0, 0, CELL, 2 * 100 + 3, -8},  // anchored one height up
+    {AFTER, "ZorvDrawString", AB, 3, 9, 0, 0, CELL, 0 * 100 + 4, 9},  // the attribute given
+    {AFTER, "ZorvDrawString", AB, 3, 9, 65535, 0, CELL, 9 * 100 + 3, 1 | 16},  // DRAW_TRANSPARENCY
+    {AFTER, "ZorvDrawString", AB, 7, 9, 0, -2, MOVES},  // "A" made at 7, no room for "B"
     // Animation patterns.
     {CHARS, "ZorvSetAnimationPattern", I6, 0, 3, 0, -2},  // no pattern table
     {CHARS, "ZorvInitializeAnimationPattern", -1, 0, 0, 0, -2},
@@ -350,9 +367,9 @@ const Row ROWS[] = {
 
 // Exports whose subsystem is not built yet: each records its name and returns -255.
 const char* const PENDING =
-    "ZorvBeginDraw ZorvDrawCircle ZorvDrawString ZorvEndDraw ZorvFadePalette ZorvGetColorCode "
+    "ZorvBeginDraw ZorvDrawCircle ZorvEndDraw ZorvFadePalette ZorvGetColorCode "
     "ZorvGetPointColor ZorvGetRGBFromColorCode ZorvHSPToSurface "
-    "ZorvPaletteCopy ZorvSetPalette ZorvSetPen ZorvSetStringChip "
+    "ZorvPaletteCopy ZorvSetPalette ZorvSetPen "
     "ZorvSurfaceToHSP";
 
 // The script's 26 character arrays of 8 elements.
@@ -424,6 +441,8 @@ void RunRow(const Row& row) {
             const int32_t corners[8] = {100, 100, 180, 120, 170, 190, 90, 170};
             if (arg & 0x10000) std::memcpy(vars.back()->Data(), corners, sizeof corners);
             if (arg & 0x20000) vars.back()->Ints()[0] = 5, vars.back()->Ints()[1] = 7;
+            if ((arg & 0x140000) == 0x40000) vars.back()->Ints()[0] = vars.back()->Ints()[1] = 1;
+            if ((arg & 0x140000) == 0x140000) std::memcpy(vars.back()->Data(), "AB", 3);
             before.emplace_back(vars.back()->Data(), vars.back()->Data() + vars.back()->DataBytes());
             arg = vars.back()->Arg();
         } else if (arg == DESK) {
