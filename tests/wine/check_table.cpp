@@ -318,6 +318,13 @@ const Row ROWS[] = {
     {AFTER, "ZorvPutCharacterYSort", 0, 8, 0, 0, 0, CELL, 1 * 100 + 5, 13},
     {SURFACE, "ZorvInitializeCharacter", 8, 0, 0, 0, 0},
     {AFTER, "ZorvPutCharacter", 0, 8, 0, 0, -63},
+    // A character whose chip is gone (the chip table shrank under it): -75 wherever it is met.
+    {CHARS, "ZorvCreateCharacter", 5, 1, 10, 10, 0},
+    {AFTER, "ZorvInitializeChip", 1, 0, 0, 0, 0},
+    {AFTER, "ZorvMoveCharacter", 0, 8, 1, 0, -75},
+    {AFTER, "ZorvPutCharacter", 0, 8, 0, 0, -75},
+    {AFTER, "ZorvPutCharacterYSort", 0, 8, 0, 0, -75},
+    {AFTER, "ZorvHitTest", H2, 2, 0, 8, -75},
     // String chips: "AB" as two glyph characters of chip 1 (8 x 8) from surface 1's position (0, 0).
     {BARE, "ZorvSetStringChip", S1, 65, 1, 0, -1},
     {BARE, "ZorvSetStringChip", I1, 0, 1, 0, -2},
@@ -334,6 +341,8 @@ const Row ROWS[] = {
     {AFTER, "ZorvDrawString", AB, 3, 9, 0, 0, CELL, 0 * 100 + 4, 9},  // the attribute given
     {AFTER, "ZorvDrawString", AB, 3, 9, 65535, 0, CELL, 9 * 100 + 3, 1 | 16},  // DRAW_TRANSPARENCY
     {AFTER, "ZorvDrawString", AB, 7, 9, 0, -2, MOVES},  // "A" made at 7, no room for "B"
+    {AFTER, "ZorvInitializeChip", 1, 0, 0, 0, 0},
+    {AFTER, "ZorvDrawString", AB, 0, 1, 0, -75},  // the glyph chip 1 is gone
     // Animation patterns.
     {CHARS, "ZorvSetAnimationPattern", I6, 0, 3, 0, -2},  // no pattern table
     {CHARS, "ZorvInitializeAnimationPattern", -1, 0, 0, 0, -2},
