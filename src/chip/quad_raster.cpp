@@ -243,8 +243,15 @@ void CopyRun(uint8_t* dst, ptrdiff_t dstStep, const uint8_t* src, int32_t count,
             return;
         }
         // A keyed pixel is skipped without touching the target: the target is locked
-        // write-only, so reading it back (to store it unchanged) is not allowed.
-        for (int32_t k = 0; k < count; ++k) Plot<Pixel, Keyed>(dst + k * B, Pixel::Load(src + k * B), keyCode);
+        // write-only, so reading it back (to store it unchanged) is not allowed. The pixels
+        // between keyed ones are copied as whole runs.
+        int32_t k = 0;
+        while (k < count) {
+            while (k < count && Pixel::IsKey(Pixel::Load(src + k * B), keyCode)) ++k;
+            const int32_t from = k;
+            while (k < count && !Pixel::IsKey(Pixel::Load(src + k * B), keyCode)) ++k;
+            if (k > from) std::memcpy(dst + from * B, src + from * B, static_cast<size_t>(k - from) * B);
+        }
         return;
     }
     for (int32_t k = 0; k < count; ++k) {
