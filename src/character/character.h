@@ -43,6 +43,14 @@ extern IntPair* relativeOffset;    // added to the position while MOVE_RELATIVE 
 extern IntPair* relativeDistance;  // own position minus the target's when the tie was made
 extern uint16_t* sortOrder;        // scratch list for Y-sorted drawing, not zero-filled
 
+// A character number of the table, and a range start ... start + count - 1 inside it (the end
+// is a 32-bit sum that wraps).
+inline bool ValidCharacter(int32_t n) { return n >= 0 && n < characterCapacity; }
+inline bool ValidRange(int32_t start, int32_t count) {
+    const int32_t end = static_cast<int32_t>(static_cast<uint32_t>(start) + static_cast<uint32_t>(count));
+    return ValidCharacter(start) && end >= 0 && end <= characterCapacity;
+}
+
 // Element n of column c, in the script's own storage.
 inline int32_t& Col(int32_t c, int32_t n) { return columnTable[c][n]; }
 

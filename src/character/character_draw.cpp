@@ -40,14 +40,12 @@ int32_t PutCharacter(int32_t n, int32_t sx, int32_t sy) {
     return OK;
 }
 
-bool ValidCharacter(int32_t n) { return n >= 0 && n < characterCapacity; }
-
 }  // namespace
 
 ZORV_API ZorvPutCharacter(int32_t start, int32_t count, int32_t sx, int32_t sy) {
     EnterExport("ZorvPutCharacter");
+    if (!ValidRange(start, count)) return ERR_PARAM_RANGE;
     const int32_t end = WrapAdd(start, count);
-    if (!ValidCharacter(start) || end < 0 || end > characterCapacity) return ERR_PARAM_RANGE;
     if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
     if (DrawingSurface() == nullptr) return ERR_NO_SURFACE;
     for (int32_t n = start; n < end; ++n) {

@@ -9,10 +9,6 @@
 
 using namespace zorv;
 
-namespace {
-bool ValidCharacter(int32_t n) { return n >= 0 && n < characterCapacity; }
-}  // namespace
-
 // A new table drops the animation patterns and every registered array: the script registers
 // its 26 arrays again afterwards.
 ZORV_API ZorvInitializeCharacter(int32_t capacity, int32_t, int32_t, int32_t) {
@@ -64,14 +60,6 @@ ZORV_API ZorvCopyCharacter(int32_t source, int32_t destination, int32_t x, int32
 }
 
 // ---- Motion -------------------------------------------------------------------------------
-
-namespace {
-// start ... start + count - 1 must lie in the table (start + count is a 32-bit signed sum).
-bool ValidRange(int32_t start, int32_t count) {
-    const int32_t end = WrapAdd(start, count);
-    return ValidCharacter(start) && end >= 0 && end <= characterCapacity;
-}
-}  // namespace
 
 ZORV_API ZorvMoveCharacter(int32_t start, int32_t count, int32_t repeat, int32_t) {
     EnterExport("ZorvMoveCharacter");
