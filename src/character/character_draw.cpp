@@ -48,7 +48,8 @@ ZORV_API ZorvPutCharacter(int32_t start, int32_t count, int32_t sx, int32_t sy) 
     const int32_t end = WrapAdd(start, count);
     if (CharacterVariablesReady() != OK) return ERR_CHARACTER_VARIABLES;
     if (DrawingSurface() == nullptr) return ERR_NO_SURFACE;
-    for (int32_t n = start; n < end; ++n) {
+    // Highest number first, so that lower-numbered characters end on top.
+    for (int32_t n = end - 1; n >= start; --n) {
         const int32_t status = PutCharacter(n, sx, sy);
         if (status != OK) return status;
     }

@@ -181,7 +181,9 @@ TEST_F(Screen, PlainAndScaledChips) {
     ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(x - 84, y - 34); });
 }
 
-// A character is drawn where ZorvPutChip puts its chip, shifted by the scroll.
+// A character is drawn where ZorvPutChip puts its chip, shifted by the scroll; by number the
+// lowest number ends on top, by Y the lowest on the screen; the blink counter runs per frame;
+// a scale below 1 draws nothing.
 TEST_F(Screen, CharactersDrawLikeTheirChips) {
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
     MakeChipScene(0, 0);
@@ -191,9 +193,39 @@ TEST_F(Screen, CharactersDrawLikeTheirChips) {
         columns.push_back(Variable::Int(4));
         ASSERT_EQ(0, plugin->Call("ZorvSetCharacterVariable", columns.back().Arg(), c));
     }
+    auto col = [&columns](int32_t c, int32_t n) -> int32_t& { return columns[c].Ints()[n]; };
     ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 2, 1, 90, 40));
     ASSERT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 10, 10));
     ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(32 + x - 84, y - 34); });
+    EXPECT_EQ(90, col(1, 2));
+    EXPECT_EQ(40, col(2, 2));
+    // Characters 1 (chip 0) and 2 (chip 1): the pixel at the anchor tells who was drawn last.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 1, 0, 90, 40));
+    const uint32_t chip0 = SourceCode(16, 16);
+    ASSERT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
+    EXPECT_EQ(chip0, Rgb(Target().At(90, 40)));
+    for (int32_t lower : {1, 2}) {
+        col(2, lower) = 41;
+        col(2, 3 - lower) = 40;
+        ASSERT_EQ(0, plugin->Call("ZorvPutCharacterYSort", 0, 4, 0, 0));
+        EXPECT_EQ(SourceCode(lower == 1 ? 16 : 48, 15), Rgb(Target().At(90, 40))) << lower;
+    }
+    // Blink 3: drawn, skipped, drawn, then drawn with the counter at 0.
+    col(0, 2) = 0;
+    col(10, 1) = 3;
+    for (int32_t frame = 0; frame < 4; ++frame) {
+        Clear();
+        ASSERT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
+        EXPECT_EQ(frame == 1 ? BACKGROUND : chip0, Rgb(Target().At(90, 40))) << frame;
+    }
+    EXPECT_EQ(0, col(10, 1));
+    // Scaled to 0 wide: nothing drawn, and the call goes on.
+    Clear();
+    col(9, 1) = 1 | 8;
+    col(20, 1) = 0;
+    col(21, 1) = 256;
+    EXPECT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
+    ExpectPicture(Target(), RECT{}, Nothing);
     // The arrays go with this test: ZorvExit drops the character table (and everything else).
     EXPECT_EQ(0, plugin->Call("ZorvExit"));
     ASSERT_EQ(0, plugin->Call("ZorvInitializeSurface", 2));  // for TearDown's release
