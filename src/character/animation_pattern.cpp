@@ -59,17 +59,17 @@ void AnimateCharacter(int32_t n) {
     // the character as it is: there is nothing to advance through.
     if (p < 0 || p >= patternCount || patternTable[p].stepCount == 0) return;
     const PatternRecord& pattern = patternTable[p];
-    uint8_t s = animStep[n];
+    const int32_t s = animStep[n];
     // A step beyond the pattern (it was refilled with fewer steps) counts as ended, so the
     // character starts the pattern again from step 0 instead of reading past its arrays.
     if (s >= pattern.stepCount || static_cast<uint32_t>(pattern.endTimes[s]) < animTimer[n]) {
-        s = s < pattern.stepCount ? static_cast<uint8_t>(s + 1) : pattern.stepCount;
-        if (s >= pattern.stepCount) {
-            s = 0;
+        int32_t next = s + 1;
+        if (next >= pattern.stepCount) {
+            next = 0;
             animTimer[n] = 0;
         }
-        animStep[n] = s;
-        Col(COL_CHIP_NO, n) = pattern.chips[s];
+        animStep[n] = static_cast<uint8_t>(next);
+        Col(COL_CHIP_NO, n) = pattern.chips[next];
     }
     animTimer[n] += 1;
 }

@@ -41,14 +41,14 @@ TEST(Character, CarryAndMotionKeepTheFixedPointSums) {
     }
     Table t(1);
     for (int i = 0; i < 5000; ++i) {  // velocity and turning: position x 256 + remainder grows by the velocities
-        t.Make(0, MOVE_VELOCITY * (r() % 2) | MOVE_TURN * (r() % 2));
+        t.Make(0, int32_t(r() % 4));  // 1: velocity, 2: turning, as the script writes them
         for (int c : {COL_VELOCITY_X, COL_VELOCITY_Y, COL_ACCEL_X, COL_ACCEL_Y, COL_SPEED, COL_TURN_SPEED, COL_TURN_ACCEL}) t(c, 0) = int32_t(r() % 1001) - 500;
         t(COL_ANGLE, 0) = r() % 1024;
         const int64_t x = t(COL_POS_X, 0) * 256LL + subPixel[0].x, y = t(COL_POS_Y, 0) * 256LL + subPixel[0].y;
         const int64_t a = t(COL_ANGLE, 0) * 256LL + angleFraction[0], ts = t(COL_TURN_SPEED, 0) * 256LL + turnFraction[0];
         const int32_t flags = t(COL_MOVE_FLAGS, 0), turnAccel = t(COL_TURN_ACCEL, 0);
         UpdateCharacter(0);
-        const bool v = flags & MOVE_VELOCITY, turn = flags & MOVE_TURN;
+        const bool v = flags & 1, turn = flags & 2;
         const int32_t hx = turn ? ScaledCos(t(COL_ANGLE, 0), t(COL_SPEED, 0)) : 0, hy = turn ? ScaledSin(t(COL_ANGLE, 0), -t(COL_SPEED, 0)) : 0;
         ASSERT_EQ(x + v * t(COL_VELOCITY_X, 0) + hx, t(COL_POS_X, 0) * 256LL + subPixel[0].x) << i;
         ASSERT_EQ(y + v * t(COL_VELOCITY_Y, 0) + hy, t(COL_POS_Y, 0) * 256LL + subPixel[0].y) << i;
@@ -68,11 +68,15 @@ TEST(Character, FrameSteps) {
     EXPECT_EQ(V({1, 3}), t.Run(0, COL_POS_X, 2));
     t(COL_LIFE, 0) = 3, t(COL_POS_X, 0) = 0, t(COL_ACCEL_X, 0) = 0;  // the last frame of life moves nothing
     EXPECT_TRUE(t.Run(0, COL_POS_X, 3) == V({2, 4, 4}) && t(COL_ATTRIBUTE, 0) == 0);
-    t.Make(0, MOVE_LIMIT), t(COL_LIMIT_RIGHT, 0) = 5, t(COL_LIMIT_BOTTOM, 0) = 5, t(COL_POS_X, 0) = 5;
-    EXPECT_TRUE(t.Run(0, COL_ATTRIBUTE, 1) == V({1}) && (t(COL_POS_Y, 0) = 6, t.Run(0, COL_ATTRIBUTE, 1)) == V({0}));
+    for (int s = 0; s < 8; ++s) {  // on each of the four limits it lives, one beyond it dies
+        t.Make(0, 16), t(COL_POS_X, 0) = t(COL_POS_Y, 0) = 0, t(COL_LIFE, 0) = 0;
+        t(COL_LIMIT_LEFT, 0) = t(COL_LIMIT_TOP, 0) = -5, t(COL_LIMIT_RIGHT, 0) = t(COL_LIMIT_BOTTOM, 0) = 5;
+        t(s & 1 ? COL_POS_Y : COL_POS_X, 0) = (s & 2 ? 1 : -1) * (5 + s / 4);
+        EXPECT_EQ(V({s < 4}), t.Run(0, COL_ATTRIBUTE, 1)) << s;
+    }
     const int32_t turns[][4] = {{0, 255, 0, 0}, {256, 0, -256, 0}, {768, 0, 255, 0}, {1023, 0, 0, 512}};  // angle, heading, turn speed
     for (const auto& c : turns) {
-        t.Make(1, MOVE_TURN), t(COL_ANGLE, 1) = c[0], t(COL_SPEED, 1) = 256, t(COL_TURN_SPEED, 1) = c[3], UpdateCharacter(1);
+        t.Make(1, 2), t(COL_ANGLE, 1) = c[0], t(COL_SPEED, 1) = 256, t(COL_TURN_SPEED, 1) = c[3], UpdateCharacter(1);
         EXPECT_TRUE(c[3] ? t(COL_ANGLE, 1) == 1 : headingVelocity[1].x == c[1] && headingVelocity[1].y == c[2]) << c[0];
     }
     t.Make(0, MOVE_HOMING), t.Make(1, 0), t(COL_HOMING_TARGET, 0) = 1, t(COL_HOMING_ACCEL, 0) = 3;
@@ -101,6 +105,10 @@ TEST(Character, AnimationAndBlink) {
     ASSERT_EQ(0, FillAnimationPattern(1, pairs, 1));  // refilled shorter: back to step 0
     animStep[0] = 2, animTimer[0] = 1, UpdateCharacter(0);
     EXPECT_TRUE(animStep[0] == 0 && animTimer[0] == 1 && t(COL_CHIP_NO, 0) == 5);
+    for (int32_t p : {-1, 2}) {  // no such pattern: the chip stays
+        t(COL_PATTERN_NO, 0) = p, t(COL_CHIP_NO, 0) = 9, UpdateCharacter(0);
+        EXPECT_EQ(9, t(COL_CHIP_NO, 0)) << p;
+    }
     const char* blinks[][2] = {{"3", "x.xxx0"}, {"4", ".x.xx0"}, {"65535", "x.x.x65534"}, {"65534", ".x.x.65535"}, {"-1", "x.x.x-6"}, {"70000", ".x.x.65535"}};
     auto frames = [](int32_t b) { std::string s; for (int f = 0; f < 5; ++f) s += BlinkShows(b) ? 'x' : '.'; return s + std::to_string(b); };
     for (const auto& b : blinks) EXPECT_EQ(b[1], frames(std::stoi(b[0]))) << b[0];
@@ -136,10 +144,11 @@ TEST(Character, ExportWork) {
     t.col[COL_ATTRIBUTE] = V({1, 1, 8, 1, 2, 4, 8, 1}), columnTable[COL_ATTRIBUTE] = t.col[COL_ATTRIBUTE].data();
     EXPECT_TRUE(FindCharacter(0, 0, 8) == -1 && FindCharacter(6, 0, 8) == 4 && FindCharacter(6, 5, 8) == 5 && FindCharacter(6, 6, 8) == -1);
     EXPECT_TRUE((t(COL_ATTRIBUTE, 6) = 0, FindCharacter(0, 0, 8) == 6 && FindCharacter(0, 0, 6) == -1));
-    const int32_t aims[][4] = {{100, 200, 0, 511}, {100, 0, 0, -512}, {100, 100, 0, -512}};  // target, velocity from (100, 100)
+    const int32_t aims[][4] = {{100, 200, 0, 511}, {100, 0, 0, -512}, {100, 100, 0, -512}, {0, 100, -512, 0}};  // target, velocity from (100, 100)
     for (const auto& a : aims) {
-        t(COL_POS_X, 0) = t(COL_POS_Y, 0) = 100, AimCharacter(0, a[0], a[1], 512);
-        EXPECT_TRUE(t(COL_VELOCITY_X, 0) == a[2] && t(COL_VELOCITY_Y, 0) == a[3] && (t(COL_MOVE_FLAGS, 0) & MOVE_VELOCITY)) << a[1];
+        t(COL_POS_X, 0) = t(COL_POS_Y, 0) = 100, t(COL_ACCEL_X, 0) = t(COL_ACCEL_Y, 0) = 7, AimCharacter(0, a[0], a[1], 512);
+        EXPECT_TRUE(t(COL_VELOCITY_X, 0) == a[2] && t(COL_VELOCITY_Y, 0) == a[3] && (t(COL_MOVE_FLAGS, 0) & MOVE_VELOCITY)) << a[0];
+        EXPECT_TRUE(t(COL_ACCEL_X, 0) == 0 && t(COL_ACCEL_Y, 0) == 0);
     }
     for (int n = 0; n < 4; ++n) t.Make(n, MOVE_VELOCITY), t(COL_VELOCITY_X, n) = 256, t(COL_POS_X, n) = 0, t(COL_CHIP_NO, n) = n == 1;
     EXPECT_TRUE(MoveCharacters(0, 4, 0, 1) == 0 && MoveCharacters(0, 4, 2, 1) == -75 && t(COL_POS_X, 3) == 1 && t(COL_POS_X, 0) == 0);
