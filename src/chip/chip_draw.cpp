@@ -60,28 +60,31 @@ bool ClipPlain(const SurfaceRecord& target, int32_t* dx, int32_t* dy, RECT* src)
 // Scaled clip: the source edge moves by whole destination pixels converted with the 1/256
 // step, so the visible part keeps its scale. False when nothing is left.
 bool ClipScaled(const SurfaceRecord& target, RECT* dest, RECT* src, int32_t stepX, int32_t stepY) {
-    int32_t over = target.drawLeft - dest->left;
+    // The cut source pixels are worked out in 64 bits, so that a destination far outside the
+    // surface cannot overflow; a cut as wide as the source empties it.
+    auto cut = [](int64_t over, int32_t step) { return (over * step) >> 8; };
+    int64_t over = int64_t{target.drawLeft} - dest->left;
     if (over > 0) {
-        src->left += (over * stepX) >> 8;
-        if (src->right <= src->left) return false;
+        if (int64_t{src->right} <= src->left + cut(over, stepX)) return false;
+        src->left += static_cast<int32_t>(cut(over, stepX));
         dest->left = target.drawLeft;
     }
-    over = dest->right - target.drawRight;
+    over = int64_t{dest->right} - target.drawRight;
     if (over > 0) {
-        src->right -= (over * stepX) >> 8;
-        if (src->right <= src->left) return false;
+        if (int64_t{src->right} - cut(over, stepX) <= src->left) return false;
+        src->right -= static_cast<int32_t>(cut(over, stepX));
         dest->right = target.drawRight;
     }
-    over = target.drawTop - dest->top;
+    over = int64_t{target.drawTop} - dest->top;
     if (over > 0) {
-        src->top += (over * stepY) >> 8;
-        if (src->bottom <= src->top) return false;
+        if (int64_t{src->bottom} <= src->top + cut(over, stepY)) return false;
+        src->top += static_cast<int32_t>(cut(over, stepY));
         dest->top = target.drawTop;
     }
-    over = dest->bottom - target.drawBottom;
+    over = int64_t{dest->bottom} - target.drawBottom;
     if (over > 0) {
-        src->bottom -= (over * stepY) >> 8;
-        if (src->bottom <= src->top) return false;
+        if (int64_t{src->bottom} - cut(over, stepY) <= src->top) return false;
+        src->bottom -= static_cast<int32_t>(cut(over, stepY));
         dest->bottom = target.drawBottom;
     }
     return true;
@@ -97,11 +100,12 @@ bool Invisible(const SurfaceRecord& target, int32_t transparency) {
 // height has no step: nothing is drawn.
 void StretchChipBlit(SurfaceRecord* target, RECT dest, IDirectDrawSurface7* source, RECT src, DWORD flags,
                      int32_t transparency) {
-    const int32_t destWidth = dest.right - dest.left;
-    const int32_t destHeight = dest.bottom - dest.top;
+    // In 64 bits: a script's position and scale can put the corners anywhere in 32 bits.
+    const int64_t destWidth = int64_t{dest.right} - dest.left;
+    const int64_t destHeight = int64_t{dest.bottom} - dest.top;
     if (destWidth == 0 || destHeight == 0) return;
-    const int32_t stepX = ((src.right - src.left) * 256) / destWidth;
-    const int32_t stepY = ((src.bottom - src.top) * 256) / destHeight;
+    const int32_t stepX = static_cast<int32_t>(int64_t{src.right - src.left} * 256 / destWidth);
+    const int32_t stepY = static_cast<int32_t>(int64_t{src.bottom - src.top} * 256 / destHeight);
     if (!ClipScaled(*target, &dest, &src, stepX, stepY)) return;
     if (Invisible(*target, transparency)) return;
     target->surface->Blt(&dest, source, &src, flags, nullptr);
@@ -125,7 +129,8 @@ int32_t DrawChipTransformed(int32_t x, int32_t y, const ChipRecord& chip, int32_
                                        corners[2].x, corners[2].y, corners[3].x, corners[3].y};
             return RasterizeChipQuad(target, points, source, SourceRect(chip));
         }
-        RECT dest = {x + extents.left, y + extents.top, x + extents.right, y + extents.bottom};
+        RECT dest = {WrapAdd(x, extents.left), WrapAdd(y, extents.top), WrapAdd(x, extents.right),
+                     WrapAdd(y, extents.bottom)};
         DWORD flags = DDBLT_WAIT | (source->transparentOn ? DDBLT_KEYSRC : 0);
         StretchChipBlit(target, dest, source->surface, SourceRect(chip), flags, transparency);
         return OK;
