@@ -312,6 +312,8 @@ const Row ROWS[] = {
     {CHARS, "ZorvPutCharacterYSort", 2, 7, 0, 0, -2},
     {CHARS, "ZorvPutCharacter", 2, -3, 0, 0, -2},
     {CHARS, "ZorvPutCharacter", 0, 8, 0, 0, 0},  // every slot free
+    {AFTER, "ZorvPutCharacterYSort", 7, 0, 0, 0, 0},  // nothing to draw
+    {AFTER, "ZorvPutCharacter", 0, 0, 0, 0, 0},
     {CHARS, "ZorvCreateCharacter", 5, 1, 10, 10, 0},
     {AFTER, "ZorvSetCharacterAim", 5, 30, 10, 512, 0},
     {AFTER, "ZorvPutCharacter", 0, 8, 5, 5, 0, CELL, 1 * 100 + 5, 11},
