@@ -22,7 +22,7 @@
 #func ZorvInitialize "_ZorvInitialize@16" $2    ; starts the plugin with the host screen record, screen mode and render mode
 #func ZorvCreateDD "_ZorvCreateDD@16" $0    ; creates the DirectDraw object for a chosen device
 #func ZorvReleaseDD "_ZorvReleaseDD@16" $0    ; releases the screen, all surfaces and the DirectDraw object
-#func ZorvExit "_ZorvExit@16" $0    ; releases everything and restores the system setting saved at start
+#func ZorvExit "_ZorvExit@16" $0    ; releases everything and restores the system setting saved at start (the last-call record then names ZorvReleaseDD)
 #func ZorvCreatePrimarySurface "_ZorvCreatePrimarySurface@16" $0    ; takes over the window or display and creates the screen surfaces
 #func ZorvReleasePrimarySurface "_ZorvReleasePrimarySurface@16" $0    ; releases the screen surfaces and gives the window back
 #func ZorvSetPosition "_ZorvSetPosition@16" $0    ; sets the drawing position of the current surface
@@ -78,7 +78,7 @@
 #func ZorvGetRGBFromColorCode "_ZorvGetRGBFromColorCode@16" $83    ; converts a colour code back to red, green, blue
 #func ZorvGetColorCode "_ZorvGetColorCode@16" $83    ; converts red, green, blue to a colour code of the display
 #func ZorvGetPointColor "_ZorvGetPointColor@16" $83    ; reads the colour code at a point of the current surface
-#func ZorvSetPalette "_ZorvSetPalette@16" $0    ; sets a palette entry, shown at the next screen update
+#func ZorvSetPalette "_ZorvSetPalette@16" $0    ; sets a palette entry, shown at the next screen update (the last-call record names it ZorvGetSetPalette)
 #func ZorvFadePalette "_ZorvFadePalette@16" $83    ; starts a palette fade
 #func ZorvPaletteCopy "_ZorvPaletteCopy@16" $2    ; copies palette entries between the plugin palette and host memory
 #func ZorvHSPToSurface "_ZorvHSPToSurface@16" $2    ; copies a block of a host buffer into the current surface

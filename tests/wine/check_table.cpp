@@ -8,6 +8,7 @@
 #include <mmsystem.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <sstream>
 
