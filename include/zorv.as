@@ -2,7 +2,7 @@
 ; Generated from src/exports.table by cmake/exports.cmake: edit the table, not this file.
 ; #define ZORV_DEBUG before including it to load the debug build, ZorvD.hpi, which
 ; reports every failing call through OutputDebugString.
-; Every call sets stat to its status code negated: 0 success, 2 for code -2, and so on.
+; A call that returns r of 0 or below sets stat to -r: 0 on success, 2 for code -2, and so on.
 
 #ifdef ZORV_DEBUG
 #uselib "ZorvD.hpi"
