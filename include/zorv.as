@@ -4,6 +4,9 @@
 ; reports every failing call through OutputDebugString.
 ; A call that returns r of 0 or below sets stat to -r: 0 on success, 2 for code -2, and so on.
 
+#ifndef ZORV_AS_INCLUDED
+#define global ZORV_AS_INCLUDED
+
 #ifdef ZORV_DEBUG
 #uselib "ZorvD.hpi"
 #else
@@ -225,3 +228,5 @@
 #define global ZORV_ERR_CREATE_ZBUFFER 79
 #define global ZORV_ERR_ATTACH_ZBUFFER 80
 #define global ZORV_ERR_NOT_SUPPORTED 255
+
+#endif
