@@ -225,7 +225,7 @@ HRESULT RestoreAllSurfaces() {
     if (primarySurface != nullptr && primarySurface->IsLost() != DD_OK) {
         result = primarySurface->Restore();
         if (FAILED(result)) {
-            lastDxResult = result;
+            StoreDxResult(result);
             return result;
         }
     }
@@ -236,7 +236,7 @@ HRESULT RestoreAllSurfaces() {
         if (surface->IsLost() == DD_OK) continue;
         result = surface->Restore();
         if (FAILED(result)) {
-            lastDxResult = result;
+            StoreDxResult(result);
             return result;
         }
     }

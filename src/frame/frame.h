@@ -74,6 +74,11 @@ static_assert(offsetof(HostScreen, colour) == 160, "colour at 160");
 extern const char* lastCall;
 // The most recent failing DirectX result; 0 until the first failure, never reset.
 extern int32_t lastDxResult;
+#ifdef ZORV_DEBUG
+// Debug build: how many times a DirectX result was stored, so a failure report can tell
+// whether the call stored one.
+extern uint32_t dxResultStores;
+#endif
 
 // The ddraw.dll handle and its two entry points; null when loading or the look-up failed.
 extern HMODULE ddrawModule;
@@ -82,9 +87,18 @@ extern FARPROC directDrawCreateEx;
 
 inline void EnterExport(const char* name) { lastCall = name; }
 
-// Keeps a failing DirectX result for ZorvGetError and returns the export's own status.
+// Keeps a failing DirectX result for ZorvGetError.
+inline void StoreDxResult(HRESULT hr) {
+    if (hr >= 0) return;
+    lastDxResult = hr;
+#ifdef ZORV_DEBUG
+    ++dxResultStores;
+#endif
+}
+
+// Keeps a failing DirectX result and returns the export's own status.
 inline int32_t DxFail(HRESULT hr, int32_t status) {
-    if (hr < 0) lastDxResult = hr;
+    StoreDxResult(hr);
     return status;
 }
 

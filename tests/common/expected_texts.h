@@ -1,5 +1,5 @@
 // What the plugin must answer, written down independently of its sources: the status texts
-// (UTF-8 here; the plugin holds them as Shift-JIS) and the names of its 83 exports.
+// (UTF-8 here; the plugin holds them as Shift-JIS).
 #pragma once
 
 #include <cstdint>
@@ -97,28 +97,5 @@ inline constexpr StatusRow STATUS_TEXTS[] = {
     {-255, "そいつぁ、未対応のフューチャーでんがな！(^_^;)"},
 };
 inline constexpr int STATUS_TEXT_COUNT = sizeof(STATUS_TEXTS) / sizeof(STATUS_TEXTS[0]);
-
-// Every export, undecorated.
-inline constexpr const char* EXPORTS[] = {
-    "ZorvBeginDraw", "ZorvBoxFill", "ZorvClearSurface", "ZorvCombine", "ZorvCopyCharacter",
-    "ZorvCreateCharacter", "ZorvCreateChip", "ZorvCreateDD", "ZorvCreateOffscreenSurface",
-    "ZorvCreatePrimarySurface", "ZorvDrawCircle", "ZorvDrawString", "ZorvEndDraw", "ZorvEnumDDdevice",
-    "ZorvEnumDisplayMode", "ZorvExit", "ZorvFadePalette", "ZorvFindCharacter", "ZorvGetColorCode",
-    "ZorvGetD3Dcaps", "ZorvGetDDcaps", "ZorvGetDDdeviceName", "ZorvGetError", "ZorvGetFrameRate",
-    "ZorvGetPointColor", "ZorvGetPolygonRate", "ZorvGetRGBFromColorCode", "ZorvGetVersion",
-    "ZorvHSPToSurface", "ZorvHitTest", "ZorvHitTest2", "ZorvInitialize", "ZorvInitializeAnimationPattern",
-    "ZorvInitializeCharacter", "ZorvInitializeChip", "ZorvInitializeSurface", "ZorvLimitSystemBehavior",
-    "ZorvMoveCharacter", "ZorvPaletteCopy", "ZorvPutCharacter", "ZorvPutCharacterYSort", "ZorvPutChip",
-    "ZorvPutChip2", "ZorvPutChip3", "ZorvPutChip4", "ZorvReleaseDD", "ZorvReleaseOffscreenSurface",
-    "ZorvReleasePrimarySurface", "ZorvSelectSurface", "ZorvSetAnimationPattern", "ZorvSetCharacterAim",
-    "ZorvSetCharacterAim2", "ZorvSetCharacterAnimation", "ZorvSetCharacterVariable", "ZorvSetChipHitArea",
-    "ZorvSetChipOffset", "ZorvSetDrawArea", "ZorvSetPalette", "ZorvSetPen", "ZorvSetPosition",
-    "ZorvSetRelativeCharacter", "ZorvSetRenderColor", "ZorvSetRenderState", "ZorvSetStringChip",
-    "ZorvSetTextureStageState", "ZorvSetTransparentColor", "ZorvShowFrameRate", "ZorvShowPolygonRate",
-    "ZorvSurfaceToHSP", "ZorvSurfaceToSurface", "ZorvUpdateScreen", "ZorvmiscAtan", "ZorvmiscCos",
-    "ZorvmiscCos2", "ZorvmiscGetClock", "ZorvmiscGetMMtickTime", "ZorvmiscGetMMtimer", "ZorvmiscGetRDTSC",
-    "ZorvmiscGetRDTSCtickTime", "ZorvmiscRand", "ZorvmiscSin", "ZorvmiscSin2", "ZorvmiscSystemParameter",
-};
-inline constexpr int EXPORT_COUNT = sizeof(EXPORTS) / sizeof(EXPORTS[0]);
 
 }  // namespace expected

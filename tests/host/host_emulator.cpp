@@ -139,24 +139,6 @@ int32_t Plugin::Call(const std::string& name, int32_t a, int32_t b, int32_t c, i
     return reinterpret_cast<Export>(reinterpret_cast<void*>(proc))(a, b, c, d);
 }
 
-std::vector<std::string> Plugin::ExportNames() const {
-    std::vector<std::string> names;
-    if (module_ == nullptr) return names;
-    auto base = reinterpret_cast<const uint8_t*>(module_);
-    auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    auto nt = reinterpret_cast<const IMAGE_NT_HEADERS32*>(base + dos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY& dir = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
-    if (dir.VirtualAddress == 0) return names;
-    auto exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + dir.VirtualAddress);
-    auto nameRvas = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
-    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
-        names.emplace_back(reinterpret_cast<const char*>(base + nameRvas[i]));
-    }
-    // Exports by ordinal only would have no name: count them as unnamed entries.
-    for (DWORD i = exports->NumberOfNames; i < exports->NumberOfFunctions; ++i) names.emplace_back("");
-    return names;
-}
-
 // ---- Helpers ---------------------------------------------------------------------------
 
 std::string Cp932ToUtf8(const char* text) { return Convert(text, 932, CP_UTF8); }

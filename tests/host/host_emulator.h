@@ -72,8 +72,6 @@ public:
     HMODULE Module() const { return module_; }
     // Calls the export; a missing export answers INT32_MIN.
     int32_t Call(const std::string& name, int32_t a = 0, int32_t b = 0, int32_t c = 0, int32_t d = 0) const;
-    // Names in the export table (an entry without a name as "").
-    std::vector<std::string> ExportNames() const;
 
 private:
     HMODULE module_ = nullptr;
