@@ -75,3 +75,17 @@ add_test(NAME exports.reference COMMAND ${CMAKE_COMMAND} -DCHECK=${ZORV_WIN32_DI
   -P ${CMAKE_SOURCE_DIR}/cmake/exports.cmake)
 # Every DirectX failure path, from the fault-injection loop over Wine's real ddraw.dll.
 include(${CMAKE_SOURCE_DIR}/tests/fault/fault_tests.cmake)
+# The fuzzer: random calls of every export against both plugins (a long run: README).
+foreach(plugin Zorv ZorvD)
+  zorv_wine_test(NAME fuzz.${plugin} PROGRAM zorv_fuzz.exe PREFIX fuzz
+    ARGS --plugin=${plugin}.hpi --exports=${CMAKE_SOURCE_DIR}/src/exports.table --seed=1 --calls=1500)
+endforeach()
+# Scripts on the real HSP runtime (skipped when it is not beside the repository): a check of
+# the characters, and the samples for script authors.
+set(ZORV_HSP_SCRIPTS tests/hsp/characters samples/start_stop samples/chips samples/sprites)
+foreach(script ${ZORV_HSP_SCRIPTS})
+  get_filename_component(name ${script} NAME)
+  add_test(NAME hsp.${name} COMMAND ${CMAKE_SOURCE_DIR}/tools/hsp-run.sh ${CMAKE_SOURCE_DIR}/${script}.hsp
+    ${ZORV_WIN32_DIR} ${ZORV_WIN32_DIR}/hsp/${name})
+  set_tests_properties(hsp.${name} PROPERTIES RESOURCE_LOCK wine-hsp TIMEOUT 400 LABELS wine SKIP_RETURN_CODE 77)
+endforeach()

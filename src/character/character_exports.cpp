@@ -21,12 +21,14 @@ ZORV_API ZorvInitializeCharacter(int32_t capacity, int32_t, int32_t, int32_t) {
     return AllocateCharacterTables();
 }
 
-// The array is used where it is: its storage address is kept, not a copy. An array shorter
-// than the character table is the script's to avoid (re-register after re-dimensioning).
+// The array is used where it is: its storage address is kept, not a copy. An array with
+// fewer elements than the character table has characters is refused (-71): every export
+// would otherwise read and write past its end. (Re-register after re-dimensioning.)
 ZORV_API ZorvSetCharacterVariable(HostVariable* var, int32_t column, int32_t, int32_t) {
     EnterExport("ZorvSetCharacterVariable");
     if (!IsIntVar(var)) return ERR_PARAM_TYPE;
     if (column < 0 || column >= CHARACTER_COLUMNS) return ERR_PARAM_RANGE;
+    if (IntCapacity(var) < characterCapacity) return ERR_PARAM_MISSING;
     columnTable[column] = static_cast<int32_t*>(var->data);
     return OK;
 }

@@ -33,7 +33,8 @@ constexpr int32_t COMBINE_SIGNATURE = 0x6520;
 
 using namespace zorv;
 
-// The variable's kind is not checked: cooperating plugins pass what they have.
+// The variable's kind is not checked: cooperating plugins pass what they have. A variable
+// without room for the address gets nothing.
 ZORV_API ZorvCombine(HostVariable* var, int32_t, int32_t, int32_t) {
     EnterExport("ZorvCombine");
     CombineBlock& block = combineBlock;
@@ -49,7 +50,7 @@ ZORV_API ZorvCombine(HostVariable* var, int32_t, int32_t, int32_t) {
     block.flipMode = flipMode;
     block.renderMode = renderMode;
     block.signature = COMBINE_SIGNATURE;
-    if (var != nullptr && var->data != nullptr) {
+    if (var != nullptr && var->data != nullptr && var->size >= 1) {
         static_cast<int32_t*>(var->data)[0] = static_cast<int32_t>(reinterpret_cast<uintptr_t>(&block));
     }
     return OK;

@@ -1,9 +1,13 @@
 // The Zorvmisc exports: trigonometry, random numbers, timers and the processor clock.
 // They leave the last-call record alone, check none of their arguments and, but for
-// ZorvmiscSystemParameter, always return 0. A missing variable is skipped, not written.
+// ZorvmiscSystemParameter, always return 0. A missing variable, or one without room for a
+// value, is skipped, not written.
 #include <windows.h>
 #include <mmsystem.h>
 #include <x86intrin.h>
+
+#include <algorithm>
+#include <cstring>
 
 #include "frame/frame.h"
 #include "misc/clock_math.h"
@@ -24,8 +28,10 @@ DWORD LastTickTime = 0;
 uint32_t LastRdtscMicros = 0;
 
 // The misc exports trust the variable's kind; they only refuse to write through nothing.
+// The kind of variable is not checked here, but its size is: nothing is written into a
+// variable without room for one 32-bit value.
 void Put(HostVariable* var, int32_t value) {
-    if (var != nullptr && var->data != nullptr) static_cast<int32_t*>(var->data)[0] = value;
+    if (var != nullptr && var->data != nullptr && var->size >= 1) static_cast<int32_t*>(var->data)[0] = value;
 }
 
 // Busy-waits until the millisecond timer reaches the given time (unsigned comparison).
@@ -124,7 +130,9 @@ ZORV_API ZorvmiscGetRDTSCtickTime(HostVariable* var, int32_t, int32_t, int32_t) 
 
 // Action 48 (the work area) answers its width, or its height when the selector is non-zero.
 // Any other action gets the variable's first element as its number and the variable's
-// storage as its buffer.
+// contents as its buffer. The system is given a zeroed copy of 4 KB, larger than any record
+// an action fills, and only as many bytes as the variable holds are copied back: an action
+// that writes more than the script's variable can take cannot write past it.
 ZORV_API ZorvmiscSystemParameter(HostVariable* var, int32_t winIniFlags, int32_t action, int32_t selector) {
     if (var == nullptr || var->data == nullptr) return -1;
     BOOL done;
@@ -133,9 +141,13 @@ ZORV_API ZorvmiscSystemParameter(HostVariable* var, int32_t winIniFlags, int32_t
         done = SystemParametersInfoA(SPI_GETWORKAREA, 0, &area, static_cast<UINT>(winIniFlags));
         Put(var, selector != 0 ? area.bottom - area.top : area.right - area.left);
     } else {
-        int32_t* data = static_cast<int32_t*>(var->data);
-        done = SystemParametersInfoA(static_cast<UINT>(action), static_cast<UINT>(data[0]), data,
+        static int32_t scratch[1024];
+        const size_t bytes = var->size < 1 ? 0 : std::min<size_t>(sizeof scratch, 4 * static_cast<size_t>(var->size));
+        std::memset(scratch, 0, sizeof scratch);
+        std::memcpy(scratch, var->data, bytes);
+        done = SystemParametersInfoA(static_cast<UINT>(action), static_cast<UINT>(scratch[0]), scratch,
                                      static_cast<UINT>(winIniFlags));
+        std::memcpy(var->data, scratch, bytes);
     }
     return done ? 0 : -1;
 }

@@ -307,6 +307,8 @@ const Row ROWS[] = {
     {AFTER, "ZorvHitTest", H2, 2, 6, 2, 0, WRITES, 0, 5},
     {AFTER, "ZorvHitTest2", H2, 2, 6, 2, 0, WRITES, 0, 5},
     // Drawing: a range is drawn and moved one frame; an invisible character moves all the same.
+    {CHARS, "ZorvSetCharacterVariable", I4, 3, 0, 0, -71},  // 4 elements for 8 characters
+    {AFTER, "ZorvPutCharacter", 0, 8, 0, 0, 0},              // the registered array stays
     {CHARS, "ZorvPutCharacter", 8, 0, 0, 0, -2},
     {CHARS, "ZorvPutCharacter", 0, 9, 0, 0, -2},
     {CHARS, "ZorvPutCharacterYSort", 0, -1, 0, 0, -2},  // only this one refuses a negative count
