@@ -205,7 +205,11 @@ private:
         static const uint16_t TAGS[] = {2, 3, 4, 4, 4, 1};
         static const int32_t SIZES[] = {0, 1, 2, 3, 4, 8, 16, 26, 64, 192, 256};
         v.Make(TAGS[Below(6)], SIZES[Below(11)]);
-        for (size_t i = 0; i < v.bytes; ++i) v.Data()[i] = static_cast<uint8_t>(Below(4) ? Below(64) : random_());
+        // Small numbers mostly (character, chip and mode numbers), any value now and then.
+        for (size_t i = 0; i + 4 <= v.bytes; i += 4) {
+            const int32_t value = Below(4) ? static_cast<int32_t>(Below(8)) : Integer();
+            std::memcpy(v.Data() + i, &value, 4);
+        }
     }
 
     bool Call(const Export& e, const int32_t* args) {
