@@ -154,8 +154,7 @@ std::vector<Export> LoadExports(const host::Plugin& plugin, const std::string& p
 
 class Fuzzer {
 public:
-    Fuzzer(const host::Plugin& plugin, std::vector<Export> exports, uint32_t seed)
-        : plugin_(plugin), exports_(std::move(exports)), random_(seed), screen_(320, 240) {
+    Fuzzer(std::vector<Export> exports, uint32_t seed) : exports_(std::move(exports)), random_(seed), screen_(320, 240) {
         for (GuardedVariable& v : variables_) Remake(v);
         buffer_.Make(4, 192);  // a 768-byte host buffer
     }
@@ -256,7 +255,6 @@ private:
         return ok && CallByName("ZorvSelectSurface", static_cast<int32_t>(Below(2)));
     }
 
-    const host::Plugin& plugin_;
     std::vector<Export> exports_;
     std::mt19937 random_;
     host::Screen screen_;
@@ -287,7 +285,7 @@ int main(int argc, char** argv) {
     std::vector<Export> exports = LoadExports(plugin, host::OptionText(argc, argv, "--exports=", "exports.table"));
     if (exports.size() != 83) return std::printf("%zu of the 83 exports found\n", exports.size()), 2;
     current.seed = seed;
-    Fuzzer fuzzer(plugin, std::move(exports), seed);
+    Fuzzer fuzzer(std::move(exports), seed);
     const bool ok = fuzzer.Run(calls);
     plugin.Call("ZorvExit");
     if (ok) std::printf("seed %u: %ld calls, no crash, no stray write, stack kept; never succeeded:%s\n", seed, calls,
