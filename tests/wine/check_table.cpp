@@ -252,6 +252,7 @@ const Row ROWS[] = {
     {AFTER, "ZorvSelectSurface", 1, 0, 0, 0, 0},
     {AFTER, "ZorvPutChip4", 0, 512, 256, 0, -81},
     // Characters: 8 of them on surface 1 (32 x 32); chip 1 is 8 x 8, chip 0 never created.
+    {SURFACE, "ZorvInitializeCharacter", 32767, 0, 0, 0, 0},  // the largest table
     {SURFACE, "ZorvInitializeCharacter", 8, 0, 0, 0, 0},
     {AFTER, "ZorvCreateCharacter", 0, 1, 0, 0, -63},  // the arrays went with the new table
     {CHARS, "ZorvCreateCharacter", 8, 1, 0, 0, -2},
