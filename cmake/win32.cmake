@@ -82,10 +82,16 @@ foreach(plugin Zorv ZorvD)
 endforeach()
 # Scripts on the real HSP runtime (skipped when it is not beside the repository): a check of
 # the characters, and the samples for script authors.
-set(ZORV_HSP_SCRIPTS tests/hsp/characters samples/start_stop samples/chips samples/sprites)
+# A script's desktop depth follows its name (palettes: 8 bits).
+set(ZORV_HSP_SCRIPTS tests/hsp/characters samples/start_stop samples/chips samples/sprites samples/images
+  samples/gdi samples/palettes)
 foreach(script ${ZORV_HSP_SCRIPTS})
   get_filename_component(name ${script} NAME)
-  add_test(NAME hsp.${name} COMMAND ${CMAKE_SOURCE_DIR}/tools/hsp-run.sh ${CMAKE_SOURCE_DIR}/${script}.hsp
-    ${ZORV_WIN32_DIR} ${ZORV_WIN32_DIR}/hsp/${name})
+  set(depth 24)
+  if(name STREQUAL palettes)
+    set(depth 8)
+  endif()
+  add_test(NAME hsp.${name} COMMAND ${CMAKE_SOURCE_DIR}/tools/hsp-run.sh --depth ${depth}
+    ${CMAKE_SOURCE_DIR}/${script}.hsp ${ZORV_WIN32_DIR} ${ZORV_WIN32_DIR}/hsp/${name})
   set_tests_properties(hsp.${name} PROPERTIES RESOURCE_LOCK wine-hsp TIMEOUT 400 LABELS wine SKIP_RETURN_CODE 77)
 endforeach()
