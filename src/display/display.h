@@ -86,8 +86,8 @@ HRESULT RestoreAllSurfaces();
 // static colours are read into the table's first and last ten entries first.
 void RefreshHostPalette(PALETTEENTRY* table);
 
-// The palette work of the screen update. Until colour codes and palettes are built this
-// does nothing and returns 0.
+// The palette work of the screen update (colour/palette.cpp): pending entry changes, then the
+// next step of a fade. 0, or -21 when the screen's palette could not be set.
 int32_t ApplyPaletteWork();
 
 // ---- Window hook (window_hook.cpp) ----------------------------------------------------
