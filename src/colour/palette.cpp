@@ -151,6 +151,12 @@ int32_t ColorMatchChecked(IDirectDrawSurface7* surface, int32_t red, int32_t gre
     return OK;
 }
 
+void ResetPaletteWork() {
+    paletteChangeCount = 0;
+    fadeSteps = 0;
+    fadeStep = 0;
+}
+
 int32_t ApplyPaletteWork() {
     if (!HasScreenPalette()) {
         paletteChangeCount = 0;
