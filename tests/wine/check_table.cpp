@@ -389,26 +389,17 @@ const Row ROWS[] = {
     {BARE, "ZorvFadePalette", I8, 30, 0, 0, -71},  // 768 colours needed
     {BARE, "ZorvPaletteCopy", 0, 0, 0, 0, -32},
     {BARE | TC, "ZorvSetPalette", 256, 0, 0, 0, 0, NONE, 0, 0, "ZorvGetSetPalette"},
-    // A true-colour screen (8-8-8): codes are the packed bits; no palette.
-    {SCREEN | TC, "ZorvGetRGBFromColorCode", I4, 0x7F123456, 0, 0, 0, WRITES, 0, 0x12},
-    {SCREEN | TC, "ZorvGetRGBFromColorCode", I4, 0x7F123456, 0, 0, 0, WRITES, 2, 0x56},
+    // A true-colour screen (8-8-8): no palette; a pixel outside the surface cannot be locked.
     {SCREEN | TC, "ZorvGetColorCode", I1, 0x112, 0x34, 0x56, 0, WRITES, 0, 0x123456},  // low 8 bits of each
     {SCREEN | TC, "ZorvPaletteCopy", 0, 2, 0, 0, -32},
-    {SCREEN | TC, "ZorvSetPalette", -1, 0, 0, 0, 0, NONE, 0, 0, "ZorvGetSetPalette"},
-    {SCREEN, "ZorvGetPointColor", I1, WIDTH, 0, 0, -52, DX},  // Lock refuses a point outside
-    {SURFACE, "ZorvClearSurface", 0x7F123456, 1, 0, 0, 0},
-    {AFTER, "ZorvGetPointColor", I1, 31, 31, 0, 0, WRITES, 0, 0x7F123456},  // 32 bits: nothing masked
+    {SCREEN, "ZorvGetPointColor", I1, WIDTH, 0, 0, -52, DX},
     // An 8-bit screen: codes are palette indices.
     {SCREEN | P8, "ZorvGetRGBFromColorCode", I4, 256, 0, 0, -2},
-    {SCREEN | P8, "ZorvGetRGBFromColorCode", I4, -1, 0, 0, -2},
     {SCREEN | P8, "ZorvSetPalette", 256, 1, 2, 3, -2, NONE, 0, 0, "ZorvGetSetPalette"},
-    {SCREEN | P8, "ZorvSetPalette", -1, 1, 2, 3, -2, NONE, 0, 0, "ZorvGetSetPalette"},
     {SCREEN | P8, "ZorvSetPalette", 100, 0x301, 2, 3, 0, NONE, 0, 0, "ZorvGetSetPalette"},
     {AFTER, "ZorvGetRGBFromColorCode", I4, 100, 0, 0, 0, WRITES, 0, 1},  // low 8 bits of each
-    {AFTER, "ZorvGetRGBFromColorCode", I4, 100, 0, 0, 0, WRITES, 2, 3},
     {AFTER, "ZorvGetColorCode", I1, 1, 2, 3, 0, WRITES, 0, 100},  // the nearest entry
     {SCREEN | P8, "ZorvPaletteCopy", 0, 2, 0, 0, -2},
-    {SCREEN | P8, "ZorvPaletteCopy", 0, -1, 0, 0, -2},
     {SCREEN | P8, "ZorvPaletteCopy", 0, 1, 0, 0, -71},  // no buffer
     // The stop: everything goes, the host record stays, so the plugin cannot start again.
     {SURFACE, "ZorvExit", 0, 0, 0, 0, 0, NONE, 0, 0, "ZorvReleaseDD"},
