@@ -257,27 +257,6 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     SavePicture(name.c_str(), scene);
 }
 
-// An 8-bit windowed screen's palette: a 3-3-2 colour cube, with the system's twenty static
-// colours referenced by their index. (DirectDraw keeps entry 255 white in a palette made
-// without DDPCAPS_ALLOW256.)
-TEST_F(Screen, PaletteOfAnEightBitScreen) {
-    if (DesktopBits() != 8) GTEST_SKIP() << "only an 8-bit desktop gives the screen a palette";
-    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
-    IDirectDrawSurface7* primary = nullptr;
-    IDirectDrawPalette* palette = nullptr;
-    ASSERT_EQ(DD_OK, static_cast<IDirectDraw7*>(ReadState().directDraw)->GetGDISurface(&primary));
-    ASSERT_EQ(DD_OK, primary->GetPalette(&palette));
-    PALETTEENTRY e[256] = {};
-    EXPECT_EQ(DD_OK, palette->GetEntries(0, 0, 256, e));
-    for (int i = 0; i < 256; ++i) {
-        const bool fixed = i < 10 || (i >= 246 && i < 255);
-        const int want[3] = {fixed ? i : (i >> 5 & 7) * 255 / 7, fixed ? 0 : (i >> 2 & 7) * 255 / 7, fixed ? 0 : (i & 3) * 255 / 3};
-        EXPECT_TRUE(e[i].peRed == want[0] && e[i].peGreen == want[1] && e[i].peBlue == want[2]) << i;
-    }
-    palette->Release();
-    primary->Release();
-}
-
 // The software rasterizer draws nothing from a chip whose pixel size differs from the
 // target's (a 32-bit chip turned onto a 16-bit back buffer once wrote past its end).
 TEST_F(Screen, RasterizerLeavesATargetOfAnotherPixelSizeAlone) {
@@ -454,17 +433,23 @@ uint32_t Rgb(const uint8_t* p) { return static_cast<uint32_t>(p[0]) << 16 | p[1]
 
 }  // namespace
 
-// An 8-bit windowed screen: a set entry reaches the host window's palette with the next
-// update; a fade of N steps shows the N mixes of table and target, then stays on the target
-// while the table is still reported; 0 steps brings the table back; copies leave the system's
-// first and last ten entries alone. (Entries 0 and 255 stay black and white in a DirectDraw
-// palette made without DDPCAPS_ALLOW256: not compared.)
-TEST_F(Screen, PaletteEntriesFadesAndCopies) {
+// An 8-bit windowed screen's palette: made as a 3-3-2 colour cube with the system's twenty
+// static colours referenced by their index. A set entry reaches the host window's palette with
+// the next update; a fade of N steps shows the N mixes of table and target, then stays on the
+// target while the table is still reported; 0 steps brings the table back; copies leave the
+// system's entries alone. (Entries 0 and 255 stay black and white in a DirectDraw palette made
+// without DDPCAPS_ALLOW256: not compared after the start.)
+TEST_F(Screen, PaletteOfAnEightBitScreen) {
     if (DesktopBits() != 8) GTEST_SKIP() << "only an 8-bit desktop gives the screen a palette";
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    std::vector<uint32_t> shown = ShownPalette();
+    for (uint32_t i = 0; i < 256; ++i) {
+        const bool fixed = i < 10 || (i >= 246 && i < 255);
+        EXPECT_EQ(fixed ? i << 16 : (i >> 5 & 7) * 255 / 7 << 16 | (i >> 2 & 7) * 255 / 7 << 8 | (i & 3) * 255 / 3, shown[i]) << i;
+    }
     ASSERT_EQ(0, plugin->Call("ZorvSetPalette", 100, 10, 20, 30));
-    PALETTEENTRY host = {};
     ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
+    PALETTEENTRY host = {};
     ASSERT_EQ(1u, GetPaletteEntries(HPALETTE(hostScreen->Field(40)), 100, 1, &host));
     EXPECT_TRUE(host.peRed == 10 && host.peGreen == 20 && host.peBlue == 30);
     std::vector<uint32_t> table(256);
@@ -475,7 +460,7 @@ TEST_F(Screen, PaletteEntriesFadesAndCopies) {
         ASSERT_EQ(0, plugin->Call("ZorvFadePalette", target.Arg(), steps));
         for (int32_t k = 1, n = 1; k <= steps + 1; n = std::min(++k, steps)) {
             ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
-            const std::vector<uint32_t> shown = ShownPalette();
+            shown = ShownPalette();
             for (int32_t i = 1; i < 255; ++i) {
                 for (int32_t c = 0, shift = 16; c < 3; ++c, shift -= 8) {
                     const int32_t from = table[i] >> shift & 0xFF, to = (3 * i + c) * 37 % 256;
@@ -489,19 +474,19 @@ TEST_F(Screen, PaletteEntriesFadesAndCopies) {
     ASSERT_EQ(0, plugin->Call("ZorvFadePalette", 0, 0));
     ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
     EXPECT_TRUE(std::equal(table.begin() + 1, table.end() - 1, ShownPalette().begin() + 1));
-    // Copies out and in through the host's bytes, with guards past both ends.
-    std::vector<uint8_t> bytes(776, 0xA5), in(776);
+    // Copied out and in through the host's bytes (4 guard bytes before and after).
+    std::vector<uint8_t> out(776, 0xA5), in(776);
     for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<uint8_t>(i * 13);
-    EXPECT_EQ(0, plugin->Call("ZorvPaletteCopy", 0, 1, 0, static_cast<int32_t>(reinterpret_cast<uintptr_t>(&bytes[4]))));
+    EXPECT_EQ(0, plugin->Call("ZorvPaletteCopy", 0, 1, 0, static_cast<int32_t>(reinterpret_cast<uintptr_t>(&out[4]))));
     EXPECT_EQ(0, plugin->Call("ZorvPaletteCopy", 0, 0, 0, static_cast<int32_t>(reinterpret_cast<uintptr_t>(&in[4]))));
-    const std::vector<uint32_t> shown = ShownPalette();
+    shown = ShownPalette();
     for (int32_t i = 1; i < 255; ++i) {
         const bool system = i < 10 || i >= 246;
-        ASSERT_EQ(system ? 0xA5A5A5u : table[i], Rgb(&bytes[4 + 3 * i])) << i;
+        ASSERT_EQ(system ? 0xA5A5A5u : table[i], Rgb(&out[4 + 3 * i])) << i;
         ASSERT_EQ(system ? table[i] : Rgb(&in[4 + 3 * i]), shown[i]) << i;  // shown at once
         ASSERT_EQ(shown[i], RgbOfCode(i)) << i;
     }
-    EXPECT_TRUE(bytes[0] == 0xA5 && bytes[775] == 0xA5 && bytes[772] == 0xA5 && in[775] == static_cast<uint8_t>(775 * 13));
+    EXPECT_TRUE(out[0] == 0xA5 && out[772] == 0xA5 && out[775] == 0xA5);
 }
 
 // True colour: a colour's code is its bits in the display format (5-6-5 truncates), the code
