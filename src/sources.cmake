@@ -15,6 +15,7 @@ set(ZORV_PURE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/character/character_order.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/hit_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_ops.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/colour_math.cpp
 )
 
 # Everything else of the plugin: exports, Win32 and DirectX work.
@@ -36,6 +37,7 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/character/character_exports.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_draw.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/palette.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp
   ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_state.cpp

@@ -86,9 +86,11 @@ HRESULT RestoreAllSurfaces();
 // static colours are read into the table's first and last ten entries first.
 void RefreshHostPalette(PALETTEENTRY* table);
 
-// The palette work of the screen update. Until colour codes and palettes are built this
-// does nothing and returns 0.
+// The palette work of the screen update (colour/palette.cpp): pending entry changes, then the
+// next step of a fade. 0, or -21 when the screen's palette could not be set.
 int32_t ApplyPaletteWork();
+// Forgets pending palette changes and any fade: they belong to the screen being released.
+void ResetPaletteWork();
 
 // ---- Window hook (window_hook.cpp) ----------------------------------------------------
 

@@ -210,6 +210,7 @@ void ReleaseInterface(T*& object) {
 
 int32_t ReleaseScreen() {
     if (surfaceTable == nullptr) return ERR_NO_SURFACE;
+    ResetPaletteWork();
     SurfaceRecord* back = &surfaceTable[0];
     ReleaseSurfaceDevice(back);
 

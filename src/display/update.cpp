@@ -287,9 +287,6 @@ void RefreshHostPalette(PALETTEENTRY* entries) {
     host->oldPalette = SelectPalette(host->hdc, host->palette, TRUE);
 }
 
-// Palettes and fades are built in a later step; until then there is no palette work.
-int32_t ApplyPaletteWork() { return OK; }
-
 }  // namespace zorv
 
 using namespace zorv;

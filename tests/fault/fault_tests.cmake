@@ -17,6 +17,9 @@ foreach(entry enum create)
   zorv_wine_test(NAME fault.missing_${entry} PROGRAM zorv_fault_tests.exe PREFIX fault
     ARGS --missing=${entry} --gtest_filter=MissingEntryPoint.*)
 endforeach()
-# An 8-bit palettised desktop: the windowed screen gets a palette.
+# An 8-bit palettised desktop: the screen gets a palette; its entries, fades and copies,
+# windowed and in full screen (where each changed entry is written on its own).
 zorv_wine_test(NAME fault.depth8 PROGRAM zorv_fault_tests.exe DEPTH 8 PREFIX fault
-  ARGS --screen-mode=2 --render-mode=2 --gtest_filter=*Failures.*/0)
+  ARGS --screen-mode=2 --render-mode=2 --gtest_filter=*Failures.*/0:*Failures.*/1)
+zorv_wine_test(NAME fault.fullscreen_depth8 PROGRAM zorv_fault_tests.exe DEPTH 8 PREFIX fault
+  ARGS --screen-mode=0 --render-mode=2 --gtest_filter=*Failures.*/1)

@@ -3,6 +3,9 @@
 // window, and the window hook.
 #include "wine_tests.h"
 
+#include <algorithm>
+#include <random>
+
 using host::Variable;
 using namespace wine_tests;
 
@@ -286,27 +289,6 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     SavePicture(name.c_str(), scene);
 }
 
-// An 8-bit windowed screen's palette: a 3-3-2 colour cube, with the system's twenty static
-// colours referenced by their index. (DirectDraw keeps entry 255 white in a palette made
-// without DDPCAPS_ALLOW256.)
-TEST_F(Screen, PaletteOfAnEightBitScreen) {
-    if (DesktopBits() != 8) GTEST_SKIP() << "only an 8-bit desktop gives the screen a palette";
-    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
-    IDirectDrawSurface7* primary = nullptr;
-    IDirectDrawPalette* palette = nullptr;
-    ASSERT_EQ(DD_OK, static_cast<IDirectDraw7*>(ReadState().directDraw)->GetGDISurface(&primary));
-    ASSERT_EQ(DD_OK, primary->GetPalette(&palette));
-    PALETTEENTRY e[256] = {};
-    EXPECT_EQ(DD_OK, palette->GetEntries(0, 0, 256, e));
-    for (int i = 0; i < 256; ++i) {
-        const bool fixed = i < 10 || (i >= 246 && i < 255);
-        const int want[3] = {fixed ? i : (i >> 5 & 7) * 255 / 7, fixed ? 0 : (i >> 2 & 7) * 255 / 7, fixed ? 0 : (i & 3) * 255 / 3};
-        EXPECT_TRUE(e[i].peRed == want[0] && e[i].peGreen == want[1] && e[i].peBlue == want[2]) << i;
-    }
-    palette->Release();
-    primary->Release();
-}
-
 // The software rasterizer draws nothing from a chip whose pixel size differs from the
 // target's (a 32-bit chip turned onto a 16-bit back buffer once wrote past its end).
 TEST_F(Screen, RasterizerLeavesATargetOfAnotherPixelSizeAlone) {
@@ -457,4 +439,112 @@ TEST_F(Screen, HookKeepsPaintAndScreenSaverFromTheHost) {
     InvalidateRect(window, nullptr, FALSE);
     UpdateWindow(window);
     EXPECT_EQ(paints + 1, host::HostMessageCount(WM_PAINT));
+}
+
+namespace {
+
+// The screen's DirectDraw palette as shown, and a code's colour from ZorvGetRGBFromColorCode,
+// each as 0xRRGGBB.
+std::vector<uint32_t> ShownPalette() {
+    IDirectDrawSurface7* primary = nullptr;
+    IDirectDrawPalette* palette = nullptr;
+    PALETTEENTRY e[256] = {};
+    static_cast<IDirectDraw7*>(ReadState().directDraw)->GetGDISurface(&primary);
+    if (primary && SUCCEEDED(primary->GetPalette(&palette))) palette->GetEntries(0, 0, 256, e), palette->Release();
+    if (primary) primary->Release();
+    std::vector<uint32_t> rgb(256);
+    for (int i = 0; i < 256; ++i) rgb[i] = static_cast<uint32_t>(e[i].peRed) << 16 | e[i].peGreen << 8 | e[i].peBlue;
+    return rgb;
+}
+uint32_t RgbOfCode(int32_t code) {
+    Variable rgb = Variable::Int(3);
+    EXPECT_EQ(0, plugin->Call("ZorvGetRGBFromColorCode", rgb.Arg(), code));
+    return static_cast<uint32_t>(rgb.Ints()[0]) << 16 | rgb.Ints()[1] << 8 | rgb.Ints()[2];
+}
+uint32_t Rgb(const uint8_t* p) { return static_cast<uint32_t>(p[0]) << 16 | p[1] << 8 | p[2]; }
+
+}  // namespace
+
+// An 8-bit windowed screen's palette: made as a 3-3-2 colour cube with the system's twenty
+// static colours referenced by their index. A set entry reaches the host window's palette with
+// the next update; a fade of N steps shows the N mixes of table and target, then stays on the
+// target while the table is still reported; 0 steps brings the table back; copies leave the
+// system's entries alone. (Entries 0 and 255 stay black and white in a DirectDraw palette made
+// without DDPCAPS_ALLOW256: not compared after the start.)
+TEST_F(Screen, PaletteOfAnEightBitScreen) {
+    if (DesktopBits() != 8) GTEST_SKIP() << "only an 8-bit desktop gives the screen a palette";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    std::vector<uint32_t> shown = ShownPalette();
+    for (uint32_t i = 0; i < 256; ++i) {
+        const bool fixed = i < 10 || (i >= 246 && i < 255);
+        EXPECT_EQ(fixed ? i << 16 : (i >> 5 & 7) * 255 / 7 << 16 | (i >> 2 & 7) * 255 / 7 << 8 | (i & 3) * 255 / 3, shown[i]) << i;
+    }
+    ASSERT_EQ(0, plugin->Call("ZorvSetPalette", 100, 10, 20, 30));
+    ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
+    PALETTEENTRY host = {};
+    ASSERT_EQ(1u, GetPaletteEntries(HPALETTE(hostScreen->Field(40)), 100, 1, &host));
+    EXPECT_TRUE(host.peRed == 10 && host.peGreen == 20 && host.peBlue == 30);
+    std::vector<uint32_t> table(256);
+    for (int32_t i = 0; i < 256; ++i) table[i] = RgbOfCode(i);
+    Variable target = Variable::Int(768);
+    for (int32_t i = 0; i < 768; ++i) target.Ints()[i] = 0x100 | (i * 37 % 256);  // only the low 8 bits count
+    for (int32_t steps : {1, 2, 30}) {
+        ASSERT_EQ(0, plugin->Call("ZorvFadePalette", target.Arg(), steps));
+        for (int32_t k = 1, n = 1; k <= steps + 1; n = std::min(++k, steps)) {
+            ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
+            shown = ShownPalette();
+            for (int32_t i = 1; i < 255; ++i) {
+                for (int32_t c = 0, shift = 16; c < 3; ++c, shift -= 8) {
+                    const int32_t from = table[i] >> shift & 0xFF, to = (3 * i + c) * 37 % 256;
+                    ASSERT_EQ(from * (steps - n) / steps + to * n / steps, int32_t(shown[i] >> shift & 0xFF))
+                        << steps << " steps, update " << k << ", entry " << i;
+                }
+            }
+        }
+        EXPECT_EQ(table[100], RgbOfCode(100));
+    }
+    ASSERT_EQ(0, plugin->Call("ZorvFadePalette", 0, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1));
+    EXPECT_TRUE(std::equal(table.begin() + 1, table.end() - 1, ShownPalette().begin() + 1));
+    // Copied out and in through the host's bytes (4 guard bytes before and after).
+    std::vector<uint8_t> out(776, 0xA5), in(776);
+    for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<uint8_t>(i * 13);
+    EXPECT_EQ(0, plugin->Call("ZorvPaletteCopy", 0, 1, 0, static_cast<int32_t>(reinterpret_cast<uintptr_t>(&out[4]))));
+    EXPECT_EQ(0, plugin->Call("ZorvPaletteCopy", 0, 0, 0, static_cast<int32_t>(reinterpret_cast<uintptr_t>(&in[4]))));
+    shown = ShownPalette();
+    for (int32_t i = 1; i < 255; ++i) {
+        const bool system = i < 10 || i >= 246;
+        ASSERT_EQ(system ? 0xA5A5A5u : table[i], Rgb(&out[4 + 3 * i])) << i;
+        ASSERT_EQ(system ? table[i] : Rgb(&in[4 + 3 * i]), shown[i]) << i;  // shown at once
+        ASSERT_EQ(shown[i], RgbOfCode(i)) << i;
+    }
+    EXPECT_TRUE(out[0] == 0xA5 && out[772] == 0xA5 && out[775] == 0xA5);
+}
+
+// True colour: a colour's code is its bits in the display format (5-6-5 truncates), the code
+// gives the colour back scaled to 0 ... 255, and a filled pixel reads back as its code, masked
+// to the pixel's size; pixel (0, 0), which the colour match borrows, is put back.
+TEST_F(Screen, ColourCodesAndPointColours) {
+    if (DesktopBits() == 8) GTEST_SKIP() << "an 8-bit screen's codes are palette indices";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    const uint32_t bits = ReadState().At(0).At<uint32_t>(172);
+    ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 1, 1, 0x1234));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 20, 30));
+    ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 65, 1, -1));  // every bit set beside each tested pixel
+    Variable code = Variable::Int(1);
+    std::mt19937 r(5);
+    for (int32_t i = 0; i < 64; ++i) {
+        const uint8_t c[3] = {uint8_t(r()), uint8_t(r()), uint8_t(r())};
+        ASSERT_EQ(0, plugin->Call("ZorvGetColorCode", code.Arg(), c[0], c[1], c[2]));
+        const uint32_t want = Code(bits, c[0], c[1], c[2]);
+        ASSERT_EQ(want, static_cast<uint32_t>(code.Ints()[0])) << i;
+        const uint32_t back = bits > 16 ? Rgb(c) : (c[0] >> 3) * 255 / 31 << 16 | (c[1] >> 2) * 255 / 63 << 8 | (c[2] >> 3) * 255 / 31;
+        ASSERT_EQ(back, RgbOfCode(static_cast<int32_t>(want))) << i;
+        ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 20 + i, 30));
+        ASSERT_EQ(0, plugin->Call("ZorvBoxFill", 1, 1, static_cast<int32_t>(want)));
+        ASSERT_EQ(0, plugin->Call("ZorvGetPointColor", code.Arg(), 20 + i, 30));
+        ASSERT_EQ(want, static_cast<uint32_t>(code.Ints()[0])) << i;
+    }
+    ASSERT_EQ(0, plugin->Call("ZorvGetPointColor", code.Arg(), 0, 0));
+    EXPECT_EQ(0x1234, code.Ints()[0]);
 }
