@@ -5,9 +5,7 @@ ZORV_NOT_SUPPORTED_EXPORT(ZorvFadePalette)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetColorCode)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetPointColor)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvGetRGBFromColorCode)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvHSPToSurface)
 ZORV_NOT_SUPPORTED_EXPORT(ZorvPaletteCopy)
-ZORV_NOT_SUPPORTED_EXPORT(ZorvSurfaceToHSP)
 
 // ZorvSetPalette is known to scripts as "ZorvGetSetPalette" in the last-call record.
 ZORV_API ZorvSetPalette(int32_t, int32_t, int32_t, int32_t) { return zorv::NotSupported("ZorvGetSetPalette"); }
