@@ -151,7 +151,6 @@ const Row ROWS[] = {
     {BARE, "ZorvShowFrameRate", S4, 3, 0, 0, -1},
     // Host images and GDI drawing with nothing current: sizes, then the surface, then the block.
     {BARE, "ZorvHSPToSurface", HS + 2, -1, 5, 0, -2},
-    {BARE, "ZorvHSPToSurface", HS + 2, 5, -1, 0, -2},
     {BARE, "ZorvHSPToSurface", HS + 2, 0, 0, 0, 0},  // nothing to copy: not even the surface is looked at
     {BARE, "ZorvHSPToSurface", 0, 1, 1, 0, -76},
     {BARE, "ZorvSurfaceToHSP", HS + 2, 641, 1, 0, -2},
@@ -160,8 +159,6 @@ const Row ROWS[] = {
     {BARE, "ZorvEndDraw", 0, 0, 0, 0, -76},
     {BARE, "ZorvSetPen", HS + 2, 0, 0, 13, -2},  // the pen stays (the host record is compared)
     {BARE, "ZorvSetPen", HS + 2, 0, 0x7FFFFFFF, 13, -2},
-    {BARE, "ZorvSetPen", 0, 0, 1, 13, -2},
-    {BARE, "ZorvDrawCircle", 50, 0, 256, 1, 0},  // on the host's own DC
     // Characters before a table: nothing to work on.
     {BARE, "ZorvInitializeCharacter", 0, 0, 0, 0, -2},
     {BARE, "ZorvInitializeCharacter", 32768, 0, 0, 0, -2},
@@ -235,11 +232,9 @@ const Row ROWS[] = {
     {SURFACE, "ZorvSetChipOffset", 2, 0, 0, 0, -2},
     // Host image blocks from the host record's position (0, 0) to surface 1's (0, 0).
     {SURFACE, "ZorvHSPToSurface", HS + 2, 641, 1, 0, -2},
-    {SURFACE, "ZorvHSPToSurface", HS + 2, 1, 481, 1, -2},
     {SURFACE, "ZorvHSPToSurface", 0, 1, 1, 0, -2},
     {SURFACE, "ZorvHSPToSurface", HS + 2, 33, 1, 0, -52, DX},  // leaves the surface: the Lock is refused
     {SURFACE, "ZorvHSPToSurface", HS + 2, 32, 32, 1, 0},
-    {SURFACE, "ZorvSurfaceToHSP", 0, 1, 1, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, 1, 481, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, -1, 1, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, 32, 32, 0, 0},
@@ -390,7 +385,6 @@ const Row ROWS[] = {
     // The screen released: record 0 stays current without a surface.
     {RELEASED, "ZorvBoxFill", 1, 1, 0, 0, -76},
     {RELEASED, "ZorvHSPToSurface", HS + 2, 1, 1, 0, -76},
-    {RELEASED, "ZorvBeginDraw", 0, 0, 0, 0, -76},
     {RELEASED, "ZorvClearSurface", 0, 1, 0, 0, -76},
     {RELEASED, "ZorvSetTransparentColor", 1, 0, 0, 0, -76},
     {RELEASED, "ZorvSurfaceToSurface", 1, 8, 8, 0, -76},
