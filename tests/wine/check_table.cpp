@@ -235,6 +235,7 @@ const Row ROWS[] = {
     {SURFACE, "ZorvHSPToSurface", 0, 1, 1, 0, -2},
     {SURFACE, "ZorvHSPToSurface", HS + 2, 33, 1, 0, -52, DX},  // leaves the surface: the Lock is refused
     {SURFACE, "ZorvHSPToSurface", HS + 2, 32, 32, 1, 0},
+    {SURFACE, "ZorvHSPToSurface", HS + 2, 0, 5, 0, 0},  // an empty block: Wine locks the empty rectangle
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, 1, 481, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, -1, 1, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, 32, 32, 0, 0},
