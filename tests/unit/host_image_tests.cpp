@@ -104,9 +104,9 @@ TEST(HostImage, RowLoopAgainstPixelWalk) {
 }
 
 TEST(HostImage, CirclePoints) {
-    // Box, the end angle's radial, the start angle's; angles reduced modulo 1024.
-    const CircleFigure f = MakeCircleFigure(100, 100, 50, 0, 256), g = MakeCircleFigure(100, 100, 50, -1024, 256 + 3072);
-    EXPECT_EQ((std::vector<int32_t>{50, 50, 150, 150, 149, 100, 100, 51, 149, 100, 100, 51}),
+    // Box, the end angle's radial, the start angle's; angles reduced modulo 1024 (768 left, 512 down).
+    const CircleFigure f = MakeCircleFigure(100, 100, 50, 0, 256), g = MakeCircleFigure(100, 100, 50, 768 - 2048, 512 + 1024);
+    EXPECT_EQ((std::vector<int32_t>{50, 50, 150, 150, 149, 100, 100, 51, 100, 150, 50, 100}),
               (std::vector<int32_t>{f.left, f.top, f.right, f.bottom, f.firstX, f.firstY, f.secondX, f.secondY, g.firstX, g.firstY, g.secondX, g.secondY}));
 }
 
