@@ -16,6 +16,8 @@ set(ZORV_PURE_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/character/hit_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/character/character_ops.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/colour_math.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/host_pixels.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/gdi/circle.cpp
 )
 
 # Everything else of the plugin: exports, Win32 and DirectX work.
@@ -38,8 +40,8 @@ set(ZORV_WIN32_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/character/character_draw.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/combine.cpp
   ${CMAKE_CURRENT_LIST_DIR}/colour/palette.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/colour/colour_pending.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_pending.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/colour/host_image.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/gdi/gdi_draw.cpp
   ${CMAKE_CURRENT_LIST_DIR}/d3d/d3d_state.cpp
 )
 

@@ -10,6 +10,7 @@
 #include "chip/chip.h"
 #include "character/character.h"
 #include "display/display.h"
+#include "gdi/gdi.h"
 #include "surface/surface.h"
 
 namespace zorv {
@@ -212,6 +213,7 @@ int32_t ReleaseScreen() {
     if (surfaceTable == nullptr) return ERR_NO_SURFACE;
     ResetPaletteWork();
     SurfaceRecord* back = &surfaceTable[0];
+    TakeBackLentDc(back->surface);
     ReleaseSurfaceDevice(back);
 
     if (primarySurface != nullptr) {

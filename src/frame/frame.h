@@ -58,6 +58,7 @@ struct HostScreen {
     COLORREF colour;        // 160
 };
 static_assert(offsetof(HostScreen, width) == 4, "width at 4");
+static_assert(offsetof(HostScreen, height) == 8 && offsetof(HostScreen, paletteMode) == 12, "height at 8, palette mode at 12");
 static_assert(offsetof(HostScreen, hdc) == 16, "hdc at 16");
 static_assert(offsetof(HostScreen, bits) == 20, "bits at 20");
 static_assert(offsetof(HostScreen, colourTable) == 36, "colour table at 36");

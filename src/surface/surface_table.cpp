@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "display/display.h"
+#include "gdi/gdi.h"
 #include "surface/surface.h"
 
 namespace zorv {
@@ -171,6 +172,7 @@ int32_t ReleaseSurfaceAt(int32_t index) {
     if (index == currentSurfaceIndex) return ERR_ACTIVE_SURFACE;
     SurfaceRecord* record = &surfaceTable[index];
     if (record->surface == nullptr) return ERR_SURFACE_NOT_CREATED;
+    TakeBackLentDc(record->surface);
     ReleaseSurfaceDevice(record);
     record->surface->Release();
     record->surface = nullptr;

@@ -43,8 +43,10 @@ const FailureRow FAILURE_ROWS[] = {
 
 // Placeholders for variables made fresh for each call: 768 integers (a palette's colours),
 // 64 bytes of text, 768 integers starting with four corner points, and the bare data pointer
-// of 768 integers (a host palette buffer).
+// of 768 integers (a host palette buffer); and the host screen record.
 constexpr int32_t INT_VAR = 0x7FFF0001, TEXT_VAR = 0x7FFF0002, CORNERS = 0x7FFF0003, BYTES = 0x7FFF0004;
+constexpr int32_t HOST = 0x7FFF0005;
+host::Screen* hostScreen = nullptr;
 
 struct Step {
     const char* exportName;
@@ -66,7 +68,7 @@ int32_t CallStep(const Step& step) {
     std::vector<std::unique_ptr<host::Variable>> vars;
     int32_t args[4];
     for (int i = 0; i < 4; ++i) {
-        args[i] = step.args[i];
+        args[i] = step.args[i] == HOST ? hostScreen->Arg() : step.args[i];
         if (args[i] < INT_VAR || args[i] > BYTES) continue;
         vars.push_back(std::make_unique<host::Variable>(args[i] == TEXT_VAR ? host::Variable::String(16)
                                                                             : host::Variable::Int(768)));
@@ -283,6 +285,14 @@ std::vector<Scenario> Scenarios() {
                                              {"ZorvUpdateScreen", {0, 1, 0, 0}, UPDATED},
                                              {"ZorvUpdateScreen", {0, 0, 0, 1}, 0}});
     list.push_back({"update", update, 3});
+    // Host images both ways and GDI drawing on a surface (a DC left out goes back with it).
+    list.push_back({"host images", Screen(flags, {{"ZorvCreateOffscreenSurface", {1, 64, 32, 0x100}, 0},
+                                                  {"ZorvHSPToSurface", {HOST, 16, 16, 0}, 0},
+                                                  {"ZorvSurfaceToHSP", {HOST, 16, 16, 0}, 0},
+                                                  {"ZorvBeginDraw", {}, 0},
+                                                  {"ZorvDrawCircle", {10, 0, 256, 1}, 0},
+                                                  {"ZorvEndDraw", {}, 0}}),
+                    3});
     list.push_back({"update with lost surfaces", update, 3, "IDirectDrawSurface7::IsLost", DDERR_SURFACELOST});
     // The device classes of render modes 3 and 4 only change the device set-up; full screen
     // only changes the screen and its update.
@@ -339,6 +349,7 @@ int main(int argc, char** argv) {
     layer::SetPlugin(loaded.Module());
     host::Screen screen(640, 480);
     plugin = &loaded;
+    hostScreen = &screen;
     HDC dc = GetDC(nullptr);
     desktopBits = GetDeviceCaps(dc, BITSPIXEL);
     ReleaseDC(nullptr, dc);

@@ -548,3 +548,131 @@ TEST_F(Screen, ColourCodesAndPointColours) {
     ASSERT_EQ(0, plugin->Call("ZorvGetPointColor", code.Arg(), 0, 0));
     EXPECT_EQ(0x1234, code.Ints()[0]);
 }
+
+namespace {
+
+// The host record's fields that the image copies and the circle read.
+enum HostField : size_t { PALETTE_MODE = 12, COLOUR_TABLE = 36, POS_X = 108, POS_Y = 112, COLOUR = 160 };
+
+// An 8-bit component under a surface mask of n bits from bit z: its top n bits there.
+uint32_t Under(uint32_t mask, uint32_t c) {
+    int z = 0, n = 0;
+    while (mask && !(mask >> z & 1)) ++z;
+    while (mask >> (z + n) & 1) ++n;
+    return mask ? c >> (8 - n) << z : 0;
+}
+
+int32_t Address(const void* p) { return static_cast<int32_t>(reinterpret_cast<uintptr_t>(p)); }
+
+void FillRandom(IDirectDrawSurface7* surface, std::mt19937& random) {
+    DDSURFACEDESC2 desc = {};
+    desc.dwSize = sizeof desc;
+    ASSERT_EQ(DD_OK, surface->Lock(nullptr, &desc, DDLOCK_WAIT | DDLOCK_WRITEONLY, nullptr));
+    for (DWORD i = 0; i < desc.dwHeight * desc.lPitch; ++i) static_cast<uint8_t*>(desc.lpSurface)[i] = static_cast<uint8_t>(random());
+    surface->Unlock(nullptr);
+}
+
+}  // namespace
+
+// Random blocks of the 24-bit DIB (its bottom right corner) and of an 8-bit buffer with its own
+// colour table, onto random 8-8-8-8, 1-5-5-5 and desktop-format surfaces as colours and as
+// alpha (inverted green or luminance, top bits in the alpha field); then a surface back.
+TEST_F(Screen, HostImagesBothWays) {
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    std::mt19937 random(5);
+    uint8_t* dib = reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(hostScreen->Field(host::Screen::BITS)));
+    std::vector<uint8_t> indices(16 * 8), table(1024);
+    for (int i = 0; i < WIDTH * HEIGHT * 3; ++i) dib[i] = static_cast<uint8_t>(random());
+    for (uint8_t& v : table) v = static_cast<uint8_t>(random());
+    for (size_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<uint8_t>(i % 7 ? random() : 5);
+    table[4 * 5] = table[4 * 5 + 2] = 0, table[4 * 5 + 1] = 255;  // entry 5 pure green
+    PALETTEENTRY system[256] = {};  // the palette as the system realised it (8-bit desktop)
+    HDC desktop = GetDC(nullptr);
+    GetSystemPaletteEntries(desktop, 0, 256, system);
+    ReleaseDC(nullptr, desktop);
+    for (int32_t s = 1; s <= 3; ++s) ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", s, 48, 16, s == 1 ? 0x100 : s == 2 ? 0x040 : 0));
+    for (int round = 0; round < 12; ++round) {
+        const int32_t s = 1 + round / 4, pal = round & 1, mode = round >> 1 & 1;
+        SCOPED_TRACE("surface " + std::to_string(s) + (pal ? " palettised" : "") + (mode ? " alpha" : ""));
+        const Record record = ReadState().At(s);
+        ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", s));
+        ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 3, 2));
+        FillRandom(record.Surface(), random);
+        const Pixels before = ReadPixels(record.Surface());
+        const int32_t W = pal ? 16 : WIDTH, H = pal ? 8 : HEIGHT, x0 = pal ? 2 : 600, y0 = pal ? 1 : 470, w = pal ? 14 : 40, h = pal ? 7 : 10;
+        // The 8-bit buffer is in the record for the call only.
+        const std::pair<size_t, int32_t> fields[5] = {{host::Screen::WIDTH, W}, {host::Screen::HEIGHT, H},
+            {host::Screen::BITS, Address(indices.data())}, {COLOUR_TABLE, Address(table.data())}, {PALETTE_MODE, 1}};
+        int32_t saved[5];
+        for (int i = 0; i < 5; ++i) {
+            saved[i] = hostScreen->Field(fields[i].first);
+            if (pal) hostScreen->SetField(fields[i].first, fields[i].second);
+        }
+        hostScreen->SetField(POS_X, x0), hostScreen->SetField(POS_Y, y0);
+        EXPECT_EQ(0, plugin->Call("ZorvHSPToSurface", hostScreen->Arg(), w, h, mode));
+        for (int i = 0; i < 5; ++i) hostScreen->SetField(fields[i].first, saved[i]);
+        const Pixels after = ReadPixels(record.Surface());
+        const uint32_t R = record.At<uint32_t>(176), G = record.At<uint32_t>(180), B = record.At<uint32_t>(184), A = record.At<uint32_t>(188);
+        int32_t green = 0;
+        for (int32_t y = 0; y < after.height; ++y) {
+            for (int32_t x = 0; x < after.width; ++x) {
+                const uint32_t old = before.At(x, y), got = after.At(x, y);
+                const bool in = x >= 3 && x < 3 + w && y >= 2 && y < 2 + h, nearest = in && pal && !mode && after.bits == 8;
+                const size_t at = in ? static_cast<size_t>(H - 1 - (y0 + y - 2)) * W + x0 + x - 3 : 0;
+                const uint8_t* c = pal ? &table[4 * indices[at]] : dib + 3 * at;  // blue, green, red
+                const uint32_t v = pal ? (c[2] * 19595 + c[1] * 38470 + c[0] * 7471) >> 16 : c[1];
+                uint32_t want = !in || after.bits == 8 ? old : mode ? Under(A, 255 - v) | (old & ~A)
+                                                             : Under(R, c[2]) | Under(G, c[1]) | Under(B, c[0]) | (old & A);
+                green += nearest && indices[at] == 5 && system[got].peGreen == 255 && !system[got].peRed && !system[got].peBlue;
+                ASSERT_EQ(nearest ? got : want, got) << x << "," << y;
+            }
+        }
+        // An 8-bit surface gets the index of the plugin palette's entry nearest to the colour.
+        EXPECT_TRUE(!(pal && !mode && after.bits == 8) || green > 0);
+    }
+    if (DesktopBits() == 8) return;  // the palette copy that ends the copy back belongs to the palettes
+    // Surface 1 back into the DIB at (100, 50): the colour bits, converted by GDI.
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 1));
+    hostScreen->SetField(POS_X, 100), hostScreen->SetField(POS_Y, 50);
+    ASSERT_EQ(0, plugin->Call("ZorvSurfaceToHSP", hostScreen->Arg(), 40, 10, 0));
+    GdiFlush();
+    const Pixels surface = ReadPixels(ReadState().At(1).Surface());
+    for (int32_t i = 0; i < 400; ++i) {
+        const uint8_t* p = dib + 3 * (static_cast<size_t>(HEIGHT - 51 - i / 40) * WIDTH + 100 + i % 40);
+        ASSERT_EQ(surface.At(3 + i % 40, 2 + i / 40) & 0xFFFFFF, static_cast<uint32_t>(p[2] << 16 | p[1] << 8 | p[0])) << i;
+    }
+    hostScreen->SetField(POS_X, 0), hostScreen->SetField(POS_Y, 0);
+}
+
+// The host draws on a surface between ZorvBeginDraw and ZorvEndDraw: a white quarter arc from
+// the top clockwise to the right; the DC goes back only through the surface it came from.
+TEST_F(Screen, GdiDrawingOnASurface) {
+    if (DesktopBits() == 8) GTEST_SKIP() << "colour codes are palette indices";
+    ASSERT_EQ(SCREEN_CREATED, CreateScreen());
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 2, 16, 16, 0x100));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 1, 64, 48, 0x100));
+    ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0, 1));
+    const int32_t hostDc = hostScreen->Field(host::Screen::HDC_FIELD);
+    hostScreen->SetField(COLOUR, 0xFFFFFF), hostScreen->SetField(POS_X, 30), hostScreen->SetField(POS_Y, 20);
+    ASSERT_EQ(0, plugin->Call("ZorvSetPen", hostScreen->Arg(), PS_SOLID, 1, R2_COPYPEN));
+    ASSERT_EQ(0, plugin->Call("ZorvBeginDraw"));
+    EXPECT_EQ(0, plugin->Call("ZorvDrawCircle", 10, 0, 256, 0));
+    ASSERT_EQ(0, plugin->Call("ZorvEndDraw"));
+    EXPECT_EQ(hostDc, hostScreen->Field(host::Screen::HDC_FIELD));
+    // (Wine's Arc leaves a pixel or two off each end: (32, 10) to (39, 19) here.)
+    const Pixels p = ReadPixels(ReadState().At(1).Surface());
+    int32_t set = 0, outside = 0, top = 0, right = 0;
+    for (int32_t i = 0; i < p.width * p.height; ++i)
+        if (Rgb(p.values[i]) != 0) ++set, outside += i % 64 < 29 || i / 64 > 21, top += i / 64 <= 11, right += i % 64 >= 38;
+    EXPECT_TRUE(set > 10 && top > 0 && right > 0 && outside == 0) << set << " " << top << " " << right << " " << outside;
+    // Another surface selected before the end: -54, and the host keeps drawing on surface 1.
+    ASSERT_EQ(0, plugin->Call("ZorvBeginDraw"));
+    const int32_t lent = hostScreen->Field(host::Screen::HDC_FIELD);
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 2));
+    EXPECT_EQ(-54, plugin->Call("ZorvEndDraw"));
+    EXPECT_EQ(lent, hostScreen->Field(host::Screen::HDC_FIELD));
+    // Released with its DC lent, the surface gives the host its HDC back.
+    ASSERT_EQ(0, plugin->Call("ZorvReleaseOffscreenSurface", 1));
+    EXPECT_EQ(hostDc, hostScreen->Field(host::Screen::HDC_FIELD));
+    hostScreen->SetField(POS_X, 0), hostScreen->SetField(POS_Y, 0);
+}

@@ -1,0 +1,118 @@
+// Host image pixels against a slow model that places each component bit by bit under the
+// mask, over every component value of four surface formats; the row loop against a walk over
+// a bottom-up buffer; the circle's radial points.
+#include "colour/host_pixels.h"
+#include "gdi/circle.h"
+#include "misc/trig.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace zorv {
+namespace {
+
+const bool TABLES_BUILT = (BuildTrigTables(), true);
+
+// Mask bits from the top down take the value's bits 7, 6, ...; bits below the eighth stay 0.
+uint32_t BitByBit(uint32_t mask, uint32_t value) {
+    uint32_t out = 0;
+    for (int bit = 31, taken = 0; bit >= 0; --bit)
+        if (mask >> bit & 1) out |= (taken < 8 ? (value >> (7 - taken++) & 1) : 0u) << bit;
+    return out;
+}
+
+struct Format { uint32_t r, g, b, a; };
+const Format FORMATS[] = {{0x7C00, 0x03E0, 0x001F, 0x8000}, {0x0F00, 0x00F0, 0x000F, 0xF000},
+                          {0xF800, 0x07E0, 0x001F, 0}, {0xFF0000, 0xFF00, 0xFF, 0xFF000000}};
+
+TEST(HostImage, PackingAlphaAndLuminanceOverEveryValue) {
+    std::mt19937 random(7);
+    for (const Format& f : FORMATS) {
+        const PixelPacking p = AnalysePacking(f.r, f.g, f.b, f.a);
+        for (uint32_t v = 0; v < 256; ++v) {
+            const uint32_t o = random(), c = random() & 0xFF;
+            EXPECT_EQ(BitByBit(f.r, v) | BitByBit(f.g, c) | BitByBit(f.b, 255 - v) | (o & f.a), PackColour(p, v, c, 255 - v, o));
+            EXPECT_EQ(BitByBit(f.r, c) | BitByBit(f.g, v) | BitByBit(f.b, c) | (o & f.a), PackColour(p, c, v, c, o));
+            // The inverted green or luminance fills the alpha field; the colour bits stay.
+            EXPECT_EQ(BitByBit(f.a, 255 - v) | (o & ~f.a), AlphaFromInverted(p, v, o)) << f.a << " " << v;
+            for (uint32_t blue = 0; blue < 256 && f.a && f.a < 0x10000; ++blue)
+                ASSERT_EQ(BitByBit(f.a, 255 - v) | (o & ~f.a), AlphaFromGreen16(p, blue, v, o)) << v << " " << blue;
+        }
+    }
+    // Blue 0x10, green 0x80, red 0xFF.
+    EXPECT_EQ(0xFC02u, PackColour(AnalysePacking(0xF800, 0x07E0, 0x001F, 0), 0xFF, 0x80, 0x10, 0));
+    EXPECT_EQ(0xABFF8010u, PackColour(AnalysePacking(0xFF0000, 0xFF00, 0xFF, 0xFF000000), 0xFF, 0x80, 0x10, 0xAB000000));
+    for (uint32_t i = 0; i < 200000; ++i) {
+        const uint32_t r = random() & 0xFF, g = random() & 0xFF, b = random() & 0xFF;
+        ASSERT_EQ((r * 19595ull + g * 38470ull + b * 7471ull) / 65536, Luminance(r, g, b)) << r << " " << g << " " << b;
+    }
+}
+
+TEST(HostImage, UnsupportedPairingsAndBlockFit) {
+    const char* want = "-..-" "-..-" "...-" "-..-";  // (palettised, alpha) by 8, 16, 32, 24 bits
+    const uint32_t bits[4] = {8, 16, 32, 24};
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(want[i] == '-', ChooseHostConversion(i >= 8, i & 4, bits[i & 3]) == HOST_NOTHING) << i;
+    // (width, height, x, y, w, h, fits): width, height and y count as 16 bits, x as unsigned.
+    const int32_t rows[][7] = {{40, 30, 10, 5, 30, 25, 1}, {40, 30, 11, 5, 30, 25, 0}, {40, 30, 10, 6, 30, 25, 0},
+                               {65576, 30, 10, 0, 31, 1, 0}, {40, 65566, 0, 0, 1, 31, 0}, {40, 30, 0, 65541, 1, 25, 1},
+                               {40, 30, 0, -1, 1, 1, 0}, {40, 30, -1, 0, 1, 1, 0}, {40, 30, 0, 0, -1, 1, 0},
+                               {40, 30, 0, 0, 1, -1, 0}, {40, 30, 0x7FFFFFFF, 0, 0x7FFFFFFF, 1, 0}};
+    for (const auto& r : rows) {
+        HostBlock b = {};
+        EXPECT_EQ(r[6] != 0, FitHostBlock(r[0], r[1], r[2], r[3], r[4], r[5], &b)) << r[0] << " " << r[2] << " " << r[3];
+        EXPECT_TRUE(!r[6] || (b.y == static_cast<uint16_t>(r[3]) && b.height == static_cast<uint16_t>(r[1])));
+    }
+}
+
+// Random blocks of exactly sized buffers (AddressSanitizer sees a read past them) into targets
+// whose pitch is wider than the block, with bytes after them that must stay.
+TEST(HostImage, RowLoopAgainstPixelWalk) {
+    std::mt19937 random(11);
+    std::vector<uint8_t> table(1024), nearest(256);
+    for (uint8_t& t : table) t = static_cast<uint8_t>(random());
+    for (uint8_t& t : nearest) t = static_cast<uint8_t>(random());
+    for (int round = 0; round < 400; ++round) {
+        const bool pal = random() & 1;
+        const uint32_t bits = 8u << (random() % 3), bytes = bits / 8;
+        const HostConversion kind = ChooseHostConversion(pal, random() & 1, bits);
+        const PixelPacking p = AnalysePacking(0xF00, 0xF0, 0xF, bits == 32 ? 0xFF000000 : 0xF000);
+        const int32_t W = 1 + random() % 20, H = 1 + random() % 20, w = random() % (W + 1), h = random() % (H + 1);
+        const int32_t x = random() % (W - w + 1), y = random() % (H - h + 1), pitch = w * bytes + random() % 9;
+        std::vector<uint8_t> host(static_cast<size_t>(W) * H * (pal ? 1 : 3)), out(static_cast<size_t>(pitch) * h + 16);
+        for (uint8_t& v : host) v = static_cast<uint8_t>(random());
+        for (uint8_t& v : out) v = static_cast<uint8_t>(random());
+        std::vector<uint8_t> want = out;
+        HostBlock block = {};
+        ASSERT_TRUE(FitHostBlock(W, H, x, y, w, h, &block));
+        block.bits = host.data(), block.colourTable = table.data(), block.palettised = pal;
+        CopyHostBlock(block, kind, p, nearest.data(), BlockTarget{out.data(), pitch, bits});
+        for (int32_t j = 0; j < h * w && kind != HOST_NOTHING; ++j) {
+            const uint8_t* in = host.data() + ((H - 1 - y - j / w) * W + x + j % w) * (pal ? 1 : 3);
+            const uint8_t* c = pal ? table.data() + 4 * in[0] : in;  // blue, green, red
+            uint8_t* at = want.data() + j / w * pitch + j % w * bytes;
+            uint32_t old = 0;
+            for (uint32_t k = 0; k < bytes; ++k) old |= uint32_t{at[k]} << 8 * k;
+            const uint32_t v = kind == HOST_PACK ? PackColour(p, c[2], c[1], c[0], old) : kind == HOST_NEAREST ? nearest[in[0]]
+                             : kind == HOST_ALPHA_GREEN16 ? AlphaFromGreen16(p, c[0], c[1], old)
+                             : AlphaFromInverted(p, pal ? Luminance(c[2], c[1], c[0]) : c[1], old);
+            for (uint32_t k = 0; k < bytes; ++k) at[k] = static_cast<uint8_t>(v >> 8 * k);
+        }
+        ASSERT_EQ(want, out) << "round " << round << " kind " << int(kind);
+    }
+}
+
+TEST(HostImage, CirclePoints) {
+    // Box, the end angle's radial, the start angle's; angles reduced modulo 1024 (768 left, 512 down).
+    const CircleFigure f = MakeCircleFigure(100, 100, 50, 0, 256), g = MakeCircleFigure(100, 100, 50, 768 - 2048, 512 + 1024);
+    EXPECT_EQ((std::vector<int32_t>{50, 50, 150, 150, 149, 100, 100, 51, 100, 150, 50, 100}),
+              (std::vector<int32_t>{f.left, f.top, f.right, f.bottom, f.firstX, f.firstY, f.secondX, f.secondY, g.firstX, g.firstY, g.secondX, g.secondY}));
+    // The box within 28 signed bits on every side, and no negative radius.
+    const int32_t L = 1 << 27;
+    EXPECT_TRUE(CircleFits(0, 0, 0) && CircleFits(-L + 5, L - 6, 5) && CircleFits(0, 0, L - 1));
+    EXPECT_FALSE(CircleFits(0, 0, -1) || CircleFits(-L + 5, 0, 6) || CircleFits(0, L - 6, 6) || CircleFits(L, 0, 0) || CircleFits(0, 0, L));
+}
+
+}  // namespace
+}  // namespace zorv
