@@ -75,11 +75,12 @@ add_test(NAME exports.reference COMMAND ${CMAKE_COMMAND} -DCHECK=${ZORV_WIN32_DI
   -P ${CMAKE_SOURCE_DIR}/cmake/exports.cmake)
 # Every DirectX failure path, from the fault-injection loop over Wine's real ddraw.dll.
 include(${CMAKE_SOURCE_DIR}/tests/fault/fault_tests.cmake)
-# The fuzzer: random calls of every export against both plugins (a long run: README).
-foreach(plugin Zorv ZorvD)
-  zorv_wine_test(NAME fuzz.${plugin} PROGRAM zorv_fuzz.exe PREFIX fuzz
-    ARGS --plugin=${plugin}.hpi --exports=${CMAKE_SOURCE_DIR}/src/exports.table --seed=1 --calls=1500)
-endforeach()
+# The fuzzer: random calls of every export, on the release plugin and a 24-bit desktop, and on
+# the debug plugin and an 8-bit desktop, where screens have palettes (a long run: README).
+zorv_wine_test(NAME fuzz.Zorv PROGRAM zorv_fuzz.exe PREFIX fuzz
+  ARGS --plugin=Zorv.hpi --exports=${CMAKE_SOURCE_DIR}/src/exports.table --seed=1 --calls=1500)
+zorv_wine_test(NAME fuzz.ZorvD_depth8 PROGRAM zorv_fuzz.exe PREFIX fuzz DEPTH 8
+  ARGS --plugin=ZorvD.hpi --exports=${CMAKE_SOURCE_DIR}/src/exports.table --seed=2 --calls=1500)
 # Scripts on the real HSP runtime (skipped when it is not beside the repository): a check of
 # the characters, and the samples for script authors.
 # A script's desktop depth follows its name (palettes: 8 bits).

@@ -245,7 +245,9 @@ const Row ROWS[] = {
     {SURFACE, "ZorvHSPToSurface", HS + 2, 0, 5, 0, 0},  // an empty block: Wine locks the empty rectangle
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, 1, 481, 0, -2},
     {SURFACE, "ZorvSurfaceToHSP", HS + 2, -1, 1, 0, -2},
-    {SURFACE, "ZorvSurfaceToHSP", HS + 2, 32, 32, 0, 0},
+    {SURFACE | TC, "ZorvSurfaceToHSP", HS + 2, 32, 32, 0, 0},
+    // With a palette the copy ends as ZorvPaletteCopy into the buffer given, here none (-71).
+    {SURFACE | P8, "ZorvSurfaceToHSP", HS + 2, 32, 32, 0, -71, NONE, 0, 0, "ZorvPaletteCopy"},
     {SURFACE, "ZorvBeginDraw", 0, 0, 0, 0, 0},
     {AFTER, "ZorvBeginDraw", 0, 0, 0, 0, -31},  // one DC at a time; DirectDraw is not asked
     {AFTER, "ZorvEndDraw", 0, 0, 0, 0, 0},
