@@ -51,7 +51,7 @@ enum Check { NONE = 0, KEEP = 1, WRITES = 2, FIELD = 4, DX = 8, MOVES = 16, BITS
 // Placeholders for arguments: fresh variables (integer or string, n elements of 4 bytes, filled
 // with 0x5A, or eight integers holding the corners of a quadrilateral), the host screen record
 // with a screen type, this desktop's bit count.
-constexpr int32_t I1 = 0x7E000001, I2 = 0x7E000002, I4 = 0x7E000004, I6 = 0x7E000006, I8 = 0x7E000008;
+constexpr int32_t I0 = 0x7E000000, I1 = 0x7E000001, I2 = 0x7E000002, I4 = 0x7E000004, I6 = 0x7E000006, I8 = 0x7E000008;
 constexpr int32_t I5 = 0x7E000005, Q8 = 0x7E010008, H2 = 0x7E020002;  // H2: tested character 5, mode 7
 constexpr int32_t G2 = 0x7E040002, AB = 0x7E140002;  // G2: chip numbers 1, 1; AB: the text "AB"
 constexpr int32_t S1 = 0x7E100001, S2 = 0x7E100002, S4 = 0x7E100004;
@@ -107,6 +107,11 @@ const Row ROWS[] = {
     {BARE, "ZorvmiscRand", I1, 7, 1, 0, 0, WRITES, 0, 7},
     {BARE, "ZorvmiscGetRDTSC", I1, 0, 0, 0, 0, WRITES, 0, 0},  // no clock measured yet: 0, not a division
     {BARE, "ZorvmiscSystemParameter", I1, 0, 0x7FFF, 0, -1},
+    // A variable with no room gets nothing; one too small gets what fits (the mouse
+    // thresholds are three values, 6, 10, 1).
+    {BARE, "ZorvmiscSin", I0, 256, 100, 0, 0, KEEP},
+    {BARE, "ZorvCombine", I0, 0, 0, 0, 0, KEEP},
+    {BARE, "ZorvmiscSystemParameter", I1, 0, SPI_GETMOUSE, 0, 0, WRITES, 0, 6},
     // Devices, modes and capabilities need only ddraw.dll and not the render mode; each query
     // makes a DirectDraw object of its own (a quarter of a second under Wine): one mode runs them.
     {BARE | R0, "ZorvEnumDDdevice", S1, 0, 0, 0, -1},
