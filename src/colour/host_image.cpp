@@ -16,13 +16,7 @@ namespace {
 // The host palette index -> the plugin palette's index of the nearest colour, asked of GDI
 // once per host entry rather than once per pixel: the same answer for every pixel of an index.
 void MatchHostPalette(const uint8_t* colourTable, uint8_t nearest[256]) {
-    struct {
-        WORD version;
-        WORD count;
-        PALETTEENTRY entries[256];
-    } logical = {0x300, 256, {}};
-    std::memcpy(logical.entries, paletteTable, sizeof logical.entries);
-    HPALETTE palette = CreatePalette(reinterpret_cast<LOGPALETTE*>(&logical));
+    HPALETTE palette = CreateGdiPalette(paletteTable);
     for (int i = 0; i < 256; ++i) {
         const uint8_t* e = colourTable + 4 * i;
         nearest[i] = static_cast<uint8_t>(GetNearestPaletteIndex(palette, RGB(e[2], e[1], e[0])));

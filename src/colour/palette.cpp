@@ -116,13 +116,7 @@ int32_t ColorMatchChecked(IDirectDrawSurface7* surface, int32_t red, int32_t gre
                           uint32_t* result) {
     const COLORREF wanted = RGB(red & 0xFF, green & 0xFF, blue & 0xFF);
     if (paletteMode != 0) {
-        struct {
-            WORD version;
-            WORD count;
-            PALETTEENTRY entries[256];
-        } logical = {0x300, 256, {}};
-        std::memcpy(logical.entries, paletteTable, sizeof logical.entries);
-        HPALETTE palette = CreatePalette(reinterpret_cast<LOGPALETTE*>(&logical));
+        HPALETTE palette = CreateGdiPalette(paletteTable);
         *result = GetNearestPaletteIndex(palette, wanted);
         DeleteObject(palette);
         return OK;

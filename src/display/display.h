@@ -85,6 +85,9 @@ HRESULT RestoreAllSurfaces();
 // Copies a palette into the host window's GDI palette and colour table; the system's
 // static colours are read into the table's first and last ten entries first.
 void RefreshHostPalette(PALETTEENTRY* table);
+// A GDI palette of 256 entries (for nearest-colour lookups and the host window); the caller
+// deletes it. Null when GDI cannot make it.
+HPALETTE CreateGdiPalette(const PALETTEENTRY* entries);
 
 // The palette work of the screen update (colour/palette.cpp): pending entry changes, then the
 // next step of a fade. 0, or -21 when the screen's palette could not be set.

@@ -244,6 +244,14 @@ HRESULT RestoreAllSurfaces() {
     return result;
 }
 
+HPALETTE CreateGdiPalette(const PALETTEENTRY* entries) {
+    FullLogPalette logPalette = {};
+    logPalette.palVersion = 0x300;
+    logPalette.palNumEntries = 256;
+    std::memcpy(logPalette.palPalEntry, entries, sizeof logPalette.palPalEntry);
+    return CreatePalette(reinterpret_cast<const LOGPALETTE*>(&logPalette));
+}
+
 // ---- Host window palette refresh --------------------------------------------------------
 
 // In the windowed modes the host's own window buffer must show the same colours as the
@@ -276,11 +284,7 @@ void RefreshHostPalette(PALETTEENTRY* entries) {
         SetDIBColorTable(host->hdc, 0, 256, host->colourTable);
     }
 
-    FullLogPalette logPalette = {};
-    logPalette.palVersion = 0x300;
-    logPalette.palNumEntries = 256;
-    std::memcpy(logPalette.palPalEntry, entries, sizeof logPalette.palPalEntry);
-    host->palette = CreatePalette(reinterpret_cast<const LOGPALETTE*>(&logPalette));
+    host->palette = CreateGdiPalette(entries);
     host->paletteCount = 256;
     if (host->palette == nullptr) return;
     // Selected only; the host realises it when it paints.

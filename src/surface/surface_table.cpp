@@ -72,13 +72,7 @@ uint32_t ColorMatch(IDirectDrawSurface7* surface, int32_t red, int32_t green, in
     const COLORREF wanted = RGB(red & 0xFF, green & 0xFF, blue & 0xFF);
     if (paletteMode != 0) {
         // An 8-bit screen: the nearest entry of the plugin palette.
-        struct {
-            WORD version;
-            WORD count;
-            PALETTEENTRY entries[256];
-        } logical = {0x300, 256, {}};
-        std::memcpy(logical.entries, paletteTable, sizeof logical.entries);
-        HPALETTE palette = CreatePalette(reinterpret_cast<LOGPALETTE*>(&logical));
+        HPALETTE palette = CreateGdiPalette(paletteTable);
         UINT index = GetNearestPaletteIndex(palette, wanted);
         DeleteObject(palette);
         return index;
