@@ -50,26 +50,21 @@ ZORV_API ZorvmiscRand(HostVariable* var, int32_t base, int32_t range, int32_t) {
     return OK;
 }
 
-// Sin and Cos expect angles in 0 ... 1023; an angle outside is reduced like Sin2 and Cos2.
-ZORV_API ZorvmiscSin(HostVariable* var, int32_t angle, int32_t value, int32_t) {
-    Put(var, ScaledSin(NormalizeAngle(angle), value));
-    return OK;
-}
-
+// Sin2 and Cos2 reduce the angle to 0 ... 1023; Sin and Cos expect it there and reduce an
+// angle outside the same way, so each pair is one function.
 ZORV_API ZorvmiscSin2(HostVariable* var, int32_t angle, int32_t value, int32_t) {
     Put(var, ScaledSin(NormalizeAngle(angle), value));
     return OK;
 }
 
-ZORV_API ZorvmiscCos(HostVariable* var, int32_t angle, int32_t value, int32_t) {
-    Put(var, ScaledCos(NormalizeAngle(angle), value));
-    return OK;
-}
+ZORV_API ZorvmiscSin(HostVariable* var, int32_t angle, int32_t value, int32_t) { return ZorvmiscSin2(var, angle, value, 0); }
 
 ZORV_API ZorvmiscCos2(HostVariable* var, int32_t angle, int32_t value, int32_t) {
     Put(var, ScaledCos(NormalizeAngle(angle), value));
     return OK;
 }
+
+ZORV_API ZorvmiscCos(HostVariable* var, int32_t angle, int32_t value, int32_t) { return ZorvmiscCos2(var, angle, value, 0); }
 
 ZORV_API ZorvmiscAtan(HostVariable* var, int32_t x, int32_t y, int32_t) {
     Put(var, AngleOfVector(x, y));
