@@ -47,6 +47,17 @@ const FailureRow FAILURE_ROWS[] = {
 constexpr int32_t INT_VAR = 0x7FFF0001, TEXT_VAR = 0x7FFF0002, CORNERS = 0x7FFF0003, BYTES = 0x7FFF0004;
 constexpr int32_t HOST = 0x7FFF0005;
 host::Screen* hostScreen = nullptr;
+// The character array for the column given as the next argument: the plugin keeps it, so it
+// lives as long as the program; all are cleared when column 0 is registered, so that each run
+// starts without the characters of the one before.
+constexpr int32_t COLUMN = 0x7FFF0006;
+host::Variable& Column(int32_t c) {
+    static std::vector<host::Variable> columns;
+    while (columns.size() < 26) columns.push_back(host::Variable::Int(8));
+    if (c == 0)
+        for (host::Variable& v : columns) v.Fill(0);
+    return columns[static_cast<size_t>(c) % 26];
+}
 
 struct Step {
     const char* exportName;
@@ -68,12 +79,13 @@ int32_t CallStep(const Step& step) {
     std::vector<std::unique_ptr<host::Variable>> vars;
     int32_t args[4];
     for (int i = 0; i < 4; ++i) {
-        args[i] = step.args[i] == HOST ? hostScreen->Arg() : step.args[i];
+        args[i] = step.args[i] == HOST ? hostScreen->Arg() : step.args[i] == COLUMN ? Column(step.args[1]).Arg() : step.args[i];
         if (args[i] < INT_VAR || args[i] > BYTES) continue;
         vars.push_back(std::make_unique<host::Variable>(args[i] == TEXT_VAR ? host::Variable::String(16)
                                                                             : host::Variable::Int(768)));
         const int32_t corners[8] = {100, 100, 180, 120, 170, 190, 90, 170};
         if (args[i] == CORNERS) std::memcpy(vars.back()->Ints(), corners, sizeof corners);
+        if (args[i] == TEXT_VAR) std::memcpy(vars.back()->Data(), "AB", 3);  // two glyphs
         args[i] = args[i] == BYTES ? static_cast<int32_t>(reinterpret_cast<uintptr_t>(vars.back()->Data()))
                                    : vars.back()->Arg();
     }
@@ -276,6 +288,20 @@ std::vector<Scenario> Scenarios() {
                                             {"ZorvSetRenderColor", {128, 256, 512, 1}, 0},
                                             {"ZorvGetD3Dcaps", {INT_VAR, 0, 0, 0}, d3d ? 0 : -40}}),
                     3});
+    // Characters: drawn by number on the plain path (its blit's result is not looked at), and
+    // as faded text by y on the transformed path, whose first failure ends the call.
+    std::vector<Step> characters = {{"ZorvCreateOffscreenSurface", {1, 64, 64, d3d ? 0x020 : 0}, 0},
+                                    {"ZorvInitializeChip", {2, 0, 0, 0}, 0},
+                                    {"ZorvCreateChip", {0, 32, 32, 0}, 0},
+                                    {"ZorvSelectSurface", {0, 0, 0, 0}, 0},
+                                    {"ZorvInitializeCharacter", {4, 0, 0, 0}, 0}};
+    for (int32_t c = 0; c < 26; ++c) characters.push_back({"ZorvSetCharacterVariable", {COLUMN, c, 0, 0}, 0});
+    list.push_back({"characters", Screen(flags, Join(characters, {{"ZorvCreateCharacter", {0, 0, 100, 100}, 0},
+                                                                  {"ZorvPutCharacter", {0, 4, 0, 0}, 0},
+                                                                  {"ZorvSetStringChip", {INT_VAR, 65, 2, 0}, 0},
+                                                                  {"ZorvDrawString", {TEXT_VAR, 2, 1, 128}, 0},
+                                                                  {"ZorvPutCharacterYSort", {0, 4, 0, 0}, noDevice}})),
+                    3});
     // The frame update with its rate text, then with lost surfaces that must be restored.
     // Full screen without a chain presents by a fast blit.
     const std::vector<Step> update = Screen(screenMode == 0 ? 0x002 : flags,
@@ -300,7 +326,7 @@ std::vector<Scenario> Scenarios() {
     const char* keep = desktopBits == 8  ? "|screen|colours|"
                        : renderMode >= 3 ? "|screen|"
                        : screenMode == 0 ? "|screen|screen without chain|update|update with lost surfaces|"
-                       : renderMode != 0 ? "|screen|surfaces|3D surface|chips|update|update with lost surfaces|"
+                       : renderMode != 0 ? "|screen|surfaces|3D surface|chips|characters|update|update with lost surfaces|"
                                          : nullptr;
     std::vector<Scenario> kept;
     for (const Scenario& s : list)
@@ -314,7 +340,7 @@ TEST_P(Failures, EveryCheckedCallFailedInTurn) {
     if (GetParam() >= static_cast<int>(list.size())) GTEST_SKIP() << "no such scenario in this mode";
     RunEveryFailure(list[GetParam()]);
 }
-INSTANTIATE_TEST_SUITE_P(Scenarios, Failures, testing::Range(0, 9));
+INSTANTIATE_TEST_SUITE_P(Scenarios, Failures, testing::Range(0, 11));
 
 // ddraw.dll without one of its entry points: enumeration needs DirectDrawEnumerateExA, the
 // rest DirectDrawCreateEx as well; type checks come first.
