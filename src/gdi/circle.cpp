@@ -19,7 +19,7 @@ CircleFigure MakeCircleFigure(int32_t x, int32_t y, int32_t radius, int32_t star
 }
 
 bool CircleFits(int32_t x, int32_t y, int32_t radius) {
-    constexpr int64_t LIMIT = int64_t{1} << 27;
+    constexpr int64_t LIMIT = 32768;
     auto fits = [](int64_t v) { return v >= -LIMIT && v < LIMIT; };
     return radius >= 0 && fits(int64_t{x} - radius) && fits(int64_t{x} + radius) && fits(int64_t{y} - radius) &&
            fits(int64_t{y} + radius);

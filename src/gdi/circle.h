@@ -18,9 +18,9 @@ struct CircleFigure {
 // as the fixed-point sine and cosine exports with normalisation do, rather than refused.
 CircleFigure MakeCircleFigure(int32_t x, int32_t y, int32_t radius, int32_t start, int32_t end);
 
-// GDI takes coordinates of 28 bits with their sign (-2^27 ... 2^27 - 1) and beyond them fails,
-// or on some systems crashes: a circle fits when its radius is not negative and its whole box
-// lies in that range.
+// A circle fits when its radius is not negative and its whole box lies within 16-bit
+// coordinates (-32768 ... 32767), the range GDI draws in everywhere: larger figures fail on
+// some systems and crash Wine's GDI (a radius of a million does).
 bool CircleFits(int32_t x, int32_t y, int32_t radius);
 
 }  // namespace zorv

@@ -86,7 +86,7 @@ ZORV_API ZorvEndDraw(int32_t, int32_t, int32_t, int32_t) {
 }
 
 // Arc or pie on the record's HDC with the record's pen and brush; GDI's results are not
-// looked at. A negative radius, or a circle beyond GDI's coordinate range, gives -2.
+// looked at. A negative radius, or a circle beyond 16-bit coordinates, gives -2.
 ZORV_API ZorvDrawCircle(int32_t radius, int32_t start, int32_t end, int32_t fill) {
     EnterExport("ZorvDrawCircle");
     if (hostScreen == nullptr) return ERR_NOT_INITIALIZED;

@@ -17,6 +17,7 @@ int32_t currentSurfaceIndex = -1;
 namespace {
 
 // Creation flags of ZorvCreateOffscreenSurface.
+constexpr uint32_t MAX_SURFACE_SIZE = 16384;
 constexpr int32_t SURFACE_VIDEO_OR_SYSTEM = 0x001;  // video memory, system memory as fall-back
 constexpr int32_t SURFACE_SYSTEM = 0x002;
 constexpr int32_t SURFACE_VIDEO = 0x004;
@@ -200,6 +201,11 @@ ZORV_API ZorvCreateOffscreenSurface(int32_t index, int32_t width, int32_t height
     if (primarySurface == nullptr) return ERR_NO_PRIMARY;
     SurfaceRecord* record = &surfaceTable[index];
     if (record->surface != nullptr) return ERR_ALREADY_INITIALIZED;
+    // Negative sizes and sizes beyond 16384 are refused before DirectDraw sees them: Wine
+    // makes a surface of a billion pixels across and then crashes in the first blit onto it.
+    if (static_cast<uint32_t>(width) > MAX_SURFACE_SIZE || static_cast<uint32_t>(height) > MAX_SURFACE_SIZE) {
+        return ERR_PARAM_RANGE;
+    }
 
     DDSURFACEDESC2 desc;
     std::memset(&desc, 0, sizeof desc);

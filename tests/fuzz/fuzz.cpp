@@ -5,10 +5,11 @@
 // drawing paths are reached. A crash, a write before a variable's data, or a call that leaves
 // the stack pointer moved stops the run with the seed, the call index, the export and its
 // arguments; the same seed makes the same calls.
-//   zorv_fuzz.exe [--plugin=Zorv.hpi] [--exports=FILE] [--seed=N] [--calls=N]
+//   zorv_fuzz.exe [--plugin=Zorv.hpi] [--exports=FILE] [--seed=N] [--calls=N] [--trace-from=N]
 #include <windows.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -64,6 +65,10 @@ struct GuardedVariable {
     int32_t Arg() const { return static_cast<int32_t>(reinterpret_cast<uintptr_t>(descriptor)); }
 };
 
+// Calls from this index on are printed as they return (--trace-from=N), to see how a failing
+// run got where it failed.
+long traceFrom = LONG_MAX;
+
 // Where the run is, for the report of a crash.
 struct Current {
     uint32_t seed = 0;
@@ -86,8 +91,16 @@ void Report(const char* what) {
 }
 
 LONG WINAPI Crashed(EXCEPTION_POINTERS* info) {
-    char what[64];
-    std::snprintf(what, sizeof what, "exception 0x%08lX", info->ExceptionRecord->ExceptionCode);
+    // The code, and where: the module and the offset into it.
+    void* at = info->ExceptionRecord->ExceptionAddress;
+    HMODULE module = nullptr;
+    char name[MAX_PATH] = "?";
+    if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           static_cast<const char*>(at), &module))
+        GetModuleFileNameA(module, name, sizeof name);
+    char what[MAX_PATH + 64];
+    std::snprintf(what, sizeof what, "exception 0x%08lX in %s+0x%X", info->ExceptionRecord->ExceptionCode, name,
+                  static_cast<unsigned>(static_cast<const char*>(at) - reinterpret_cast<const char*>(module)));
     Report(what);
     TerminateProcess(GetCurrentProcess(), 3);
     return EXCEPTION_EXECUTE_HANDLER;
@@ -216,6 +229,8 @@ private:
         std::memcpy(current.args, args, sizeof current.args);
         int32_t moved = 0;
         const int32_t status = CallMeasured(e.proc, args, &moved);
+        if (current.index >= traceFrom)
+            std::printf("%ld %s(%d, %d, %d, %d) = %d\n", current.index, e.name.c_str(), args[0], args[1], args[2], args[3], status);
         if (status >= 0) ++succeeded_[e.name];
         if (moved != 0) return Report("stack pointer moved"), false;
         const bool listed = std::find(e.statuses.begin(), e.statuses.end(), status) != e.statuses.end();
@@ -280,6 +295,7 @@ int main(int argc, char** argv) {
     const std::string pluginName = host::OptionText(argc, argv, "--plugin=", "Zorv.hpi");
     const uint32_t seed = static_cast<uint32_t>(host::OptionInt(argc, argv, "--seed=", 1));
     const long calls = host::OptionInt(argc, argv, "--calls=", 2000);
+    traceFrom = host::OptionInt(argc, argv, "--trace-from=", INT32_MAX);
     host::Plugin plugin(pluginName);
     if (!plugin.Loaded()) return std::printf("cannot load %s\n", pluginName.c_str()), 2;
     std::vector<Export> exports = LoadExports(plugin, host::OptionText(argc, argv, "--exports=", "exports.table"));

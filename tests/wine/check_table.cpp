@@ -170,7 +170,7 @@ const Row ROWS[] = {
     {BARE, "ZorvSetPen", HS + 2, 0, 0, 13, -2},  // the pen stays (the host record is compared)
     {BARE, "ZorvSetPen", HS + 2, 0, 0x7FFFFFFF, 13, -2},
     {BARE, "ZorvDrawCircle", -1, 0, 256, 0, -2},  // no negative radius
-    {BARE, "ZorvDrawCircle", 1 << 27, 0, 256, 1, -2},  // nor a box beyond GDI's coordinates
+    {BARE, "ZorvDrawCircle", 1 << 15, 0, 256, 1, -2},  // nor a box beyond 16-bit coordinates
     // Characters before a table: nothing to work on.
     {BARE, "ZorvInitializeCharacter", 0, 0, 0, 0, -2},
     {BARE, "ZorvInitializeCharacter", 32768, 0, 0, 0, -2},
@@ -199,6 +199,8 @@ const Row ROWS[] = {
     {SCREEN, "ZorvCreateDD", 0, 0, 0, 0, -8},
     {SCREEN, "ZorvCreateOffscreenSurface", 0, 320, 240, 0, -2},
     {SCREEN, "ZorvCreateOffscreenSurface", 4, 320, 240, 0, -2},
+    {SCREEN, "ZorvCreateOffscreenSurface", 1, 16385, 16, 0, -2},  // Wine would make it, then crash
+    {SCREEN, "ZorvCreateOffscreenSurface", 1, 16, -1, 0, -2},
     {SCREEN, "ZorvSelectSurface", 4, 0, 0, 0, -2},
     {SCREEN, "ZorvSelectSurface", -1, 0, 0, 0, -2},
     {SCREEN, "ZorvSelectSurface", 3, 0, 0, 0, -39},
