@@ -1,0 +1,75 @@
+// One frame of 10,000 characters with a mix of motions, natively (the plugin itself is measured
+// under Wine by bench/wine/character_bench.cpp, which sets up the same mix through the exports).
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "character/character.h"
+#include "misc/trig.h"
+
+namespace {
+
+using namespace zorv;
+
+constexpr int32_t CHARACTERS = 10000;
+
+// By tenths: 4 velocity with acceleration, 2 turning, 2 homing on a velocity character, 1 tied
+// to a velocity character with its own velocity, 1 turning while tied to a turning one; every
+// second one animated by a two-step pattern; all checked against limits they never reach.
+void BM_MoveCharacters(benchmark::State& state) {
+    BuildTrigTables();
+    std::vector<std::vector<int32_t>> columns(CHARACTER_COLUMNS, std::vector<int32_t>(CHARACTERS));
+    characterCapacity = CHARACTERS;
+    for (int32_t c = 0; c < CHARACTER_COLUMNS; ++c) columnTable[c] = columns[c].data();
+    AllocateCharacterTables();
+    AllocateAnimationPatterns(1);
+    const int32_t steps[4] = {0, 5, 1, 7};
+    FillAnimationPattern(0, steps, 2);
+    for (int32_t n = 0; n < CHARACTERS; ++n) {
+        Col(COL_ATTRIBUTE, n) = 1;
+        Col(COL_POS_X, n) = 32 + n * 37 % 576;
+        Col(COL_POS_Y, n) = 32 + n * 23 % 416;
+        Col(COL_LIMIT_LEFT, n) = Col(COL_LIMIT_TOP, n) = -1000000;
+        Col(COL_LIMIT_RIGHT, n) = Col(COL_LIMIT_BOTTOM, n) = 1000000;
+        const int32_t kind = n % 10;
+        int32_t move = MOVE_LIMIT;
+        if (kind < 4) {
+            move |= MOVE_VELOCITY;
+            Col(COL_VELOCITY_X, n) = 300 - n % 600;
+            Col(COL_VELOCITY_Y, n) = 200 - n % 400;
+            Col(COL_ACCEL_X, n) = n % 3 - 1;
+        } else if (kind < 6) {
+            move |= MOVE_TURN;
+            Col(COL_SPEED, n) = 384;
+            Col(COL_ANGLE, n) = n % 1024;
+            Col(COL_TURN_SPEED, n) = 512 + n % 256;
+        } else if (kind < 8) {
+            move |= MOVE_VELOCITY | MOVE_HOMING;
+            Col(COL_HOMING_TARGET, n) = n / 10 * 10;
+            Col(COL_HOMING_ACCEL, n) = 1;
+        }
+        Col(COL_MOVE_FLAGS, n) = move;
+        if (n % 2 == 0) {
+            Col(COL_DRAW_FLAGS, n) = DRAW_ANIMATE;
+            animStep[n] = static_cast<uint8_t>(n / 2 % 2);
+            animTimer[n] = static_cast<uint32_t>(n % 5);
+        }
+    }
+    for (int32_t n = 8; n < CHARACTERS; n += 10) {
+        Col(COL_VELOCITY_X, n) = 64;
+        Col(COL_MOVE_FLAGS, n) |= MOVE_VELOCITY;
+        TieCharacter(n, n - 8);
+        Col(COL_MOVE_FLAGS, n + 1) |= MOVE_TURN;
+        Col(COL_SPEED, n + 1) = 256;
+        Col(COL_TURN_SPEED, n + 1) = 700;
+        TieCharacter(n + 1, n - 7);
+    }
+    for (auto _ : state) benchmark::DoNotOptimize(MoveCharacters(0, CHARACTERS, 1, 2));
+    state.SetItemsProcessed(state.iterations() * CHARACTERS);
+    ReleaseAnimationPatterns();
+    ReleaseCharacterTables();
+    for (int32_t*& column : columnTable) column = nullptr;
+}
+BENCHMARK(BM_MoveCharacters);
+
+}  // namespace
