@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "character/character.h"
+#include "character/hit_test.h"
 #include "misc/trig.h"
 
 namespace {
@@ -71,5 +72,55 @@ void BM_MoveCharacters(benchmark::State& state) {
     for (int32_t*& column : columnTable) column = nullptr;
 }
 BENCHMARK(BM_MoveCharacters);
+
+// The Y order of 10,000 characters at random heights over a screen, as each Y-sorted frame
+// builds it.
+void BM_YOrder(benchmark::State& state) {
+    std::vector<int32_t> y(CHARACTERS);
+    uint32_t seed = 1;
+    for (int32_t& v : y) v = static_cast<int32_t>((seed = seed * 1103515245u + 12345u) >> 16) % 480;
+    std::vector<uint16_t> order(CHARACTERS);
+    columnTable[COL_POS_Y] = y.data();
+    for (auto _ : state) {
+        for (int32_t k = 0; k < CHARACTERS; ++k) order[k] = static_cast<uint16_t>(k);
+        SortByY(order.data(), 0, CHARACTERS - 1);
+        benchmark::DoNotOptimize(order.data());
+    }
+    state.SetItemsProcessed(state.iterations() * CHARACTERS);
+    columnTable[COL_POS_Y] = nullptr;
+}
+BENCHMARK(BM_YOrder);
+
+// The turned-area hit test of character 0 against 9,999 candidates that never touch it (no hit:
+// every candidate is tested), all 32 x 32 areas turned by 45 degrees. Argument 0: the
+// candidates stand all around it within reach, so the exact tests of mode 7 run for each;
+// argument 1: they are spread over a 640 x 480 screen and it stands off the screen.
+void BM_HitTest2(benchmark::State& state) {
+    BuildTrigTables();
+    std::vector<std::vector<int32_t>> columns(CHARACTER_COLUMNS, std::vector<int32_t>(CHARACTERS));
+    characterCapacity = CHARACTERS;
+    for (int32_t c = 0; c < CHARACTER_COLUMNS; ++c) columnTable[c] = columns[c].data();
+    AllocateCharacterTables();
+    ChipRecord chip{};
+    chip.hitRight = chip.hitBottom = chip.width = chip.height = 32;
+    chip.offsetX = chip.offsetY = 16;
+    const int32_t places[4][2] = {{48, 0}, {0, -48}, {26, 26}, {-26, 26}};
+    const bool spread = state.range(0) == 1;
+    for (int32_t n = 0; n < CHARACTERS; ++n) {
+        Col(COL_ATTRIBUTE, n) = 1;
+        Col(COL_DRAW_FLAGS, n) = DRAW_VISIBLE | DRAW_ROTATE;
+        Col(COL_ANGLE, n) = spread ? n * 41 % 1024 : 128;
+        Col(COL_POS_X, n) = spread ? n * 37 % 640 : 320 + (n == 0 ? 0 : places[n % 4][0]);
+        Col(COL_POS_Y, n) = spread ? n * 23 % 480 : 240 + (n == 0 ? 0 : places[n % 4][1]);
+    }
+    if (spread) Col(COL_POS_X, 0) = -100;
+    int32_t hit = 0;
+    for (auto _ : state) benchmark::DoNotOptimize(FirstHit(0, 1, 1, CHARACTERS, true, 7, &chip, 1, hit));
+    if (hit != 0) state.SkipWithError("a candidate hit");
+    state.SetItemsProcessed(state.iterations() * (CHARACTERS - 1));
+    ReleaseCharacterTables();
+    for (int32_t*& column : columnTable) column = nullptr;
+}
+BENCHMARK(BM_HitTest2)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

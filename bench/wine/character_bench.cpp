@@ -191,6 +191,21 @@ bool BenchHitTest(int32_t calls) {
                     CHARACTERS - 1, took * 1e6 / calls, took * 1e9 / calls / (CHARACTERS - 1),
                     tested.Ints()[0] == 0 ? "no hit" : "a hit (the case is not the worst)");
     }
+    // The same tested character against candidates spread over the screen, as in a game: most
+    // are beyond the quick reach test.
+    for (int32_t n = 1; n < CHARACTERS; ++n) {
+        Col(POS_X, n) = n * 37 % 640;
+        Col(POS_Y, n) = n * 23 % 480;
+        Col(ANGLE, n) = n * 41 % 1024;
+    }
+    Col(POS_X, 0) = -100;  // off the screen, so that none hits
+    tested.Ints()[0] = 0;
+    tested.Ints()[1] = 7;
+    double start = Seconds();
+    for (int32_t i = 0; i < calls; ++i) plugin->Call("ZorvHitTest2", tested.Arg(), -1, 1, CHARACTERS - 1);
+    double took = Seconds() - start;
+    std::printf("ZorvHitTest2 mode 7, 1 against %d spread over the screen: %.1f us a call, %s\n", CHARACTERS - 1,
+                took * 1e6 / calls, tested.Ints()[0] == 0 ? "no hit" : "a hit");
     return true;
 }
 
