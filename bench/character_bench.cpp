@@ -80,6 +80,8 @@ void BM_YOrder(benchmark::State& state) {
     uint32_t seed = 1;
     for (int32_t& v : y) v = static_cast<int32_t>((seed = seed * 1103515245u + 12345u) >> 16) % 480;
     std::vector<uint16_t> order(CHARACTERS);
+    characterCapacity = CHARACTERS;
+    AllocateCharacterTables();  // the sort's scratch
     columnTable[COL_POS_Y] = y.data();
     for (auto _ : state) {
         for (int32_t k = 0; k < CHARACTERS; ++k) order[k] = static_cast<uint16_t>(k);
@@ -87,6 +89,7 @@ void BM_YOrder(benchmark::State& state) {
         benchmark::DoNotOptimize(order.data());
     }
     state.SetItemsProcessed(state.iterations() * CHARACTERS);
+    ReleaseCharacterTables();
     columnTable[COL_POS_Y] = nullptr;
 }
 BENCHMARK(BM_YOrder);
