@@ -97,36 +97,32 @@ void MakeSprites() {
     }
 }
 
-// Glyph chips from 6 on: the host draws the glyphs into its window buffer with GDI, as a script
-// prints text, and the plugin copies them onto surface 2.
-const char GLYPHS[] = " 0123456789:ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-constexpr int32_t GLYPH_W = 9, GLYPH_H = 16, FIRST_GLYPH_CHIP = 6;
+// Glyph chips from 6 on, for the byte codes 32 (the space) ... 90 (Z): the host prints them into
+// its window buffer with GDI, as a script prints text, and the plugin copies them onto surface 2.
+constexpr int32_t FIRST_CODE = ' ', GLYPHS = 'Z' - ' ' + 1, GLYPH_W = 9, GLYPH_H = 16, FIRST_GLYPH_CHIP = 6;
 void MakeGlyphs(host::Screen& screen) {
-    const int32_t count = sizeof GLYPHS - 1;
     HDC dc = reinterpret_cast<HDC>(static_cast<uintptr_t>(screen.Field(host::Screen::HDC_FIELD)));
-    RECT all = {0, 0, count * GLYPH_W, GLYPH_H};
+    RECT all = {0, 0, GLYPHS * GLYPH_W, GLYPH_H};
     FillRect(dc, &all, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
     HGDIOBJ font = SelectObject(dc, GetStockObject(ANSI_FIXED_FONT));
     SetBkMode(dc, TRANSPARENT);
     SetTextColor(dc, RGB(255, 255, 160));
-    for (int32_t i = 0; i < count; ++i) TextOutA(dc, i * GLYPH_W + 1, 1, &GLYPHS[i], 1);
+    host::Variable chips = host::Variable::Int(GLYPHS);
+    for (int32_t i = 0; i < GLYPHS; ++i) {
+        const char code = static_cast<char>(FIRST_CODE + i);
+        TextOutA(dc, i * GLYPH_W + 1, 1, &code, 1);
+        chips.Ints()[i] = FIRST_GLYPH_CHIP + i;
+    }
     SelectObject(dc, font);
-    plugin->Call("ZorvCreateOffscreenSurface", 2, count * GLYPH_W, GLYPH_H, 0);
+    plugin->Call("ZorvCreateOffscreenSurface", 2, GLYPHS * GLYPH_W, GLYPH_H, 0);
     plugin->Call("ZorvSetPosition", 0, 0);
-    plugin->Call("ZorvHSPToSurface", screen.Arg(), count * GLYPH_W, GLYPH_H, 0);
+    plugin->Call("ZorvHSPToSurface", screen.Arg(), GLYPHS * GLYPH_W, GLYPH_H, 0);
     plugin->Call("ZorvSetTransparentColor", 1, 0, 0);
-    for (int32_t i = 0; i < count; ++i) {
+    for (int32_t i = 0; i < GLYPHS; ++i) {
         plugin->Call("ZorvSetPosition", i * GLYPH_W, 0);
         plugin->Call("ZorvCreateChip", FIRST_GLYPH_CHIP + i, GLYPH_W, GLYPH_H);
     }
-    // Byte codes to chips: the space, then the digits and the colon, then the capitals.
-    host::Variable space = Ints({FIRST_GLYPH_CHIP});
-    host::Variable digits = host::Variable::Int(11), capitals = host::Variable::Int(26);
-    for (int32_t i = 0; i < 11; ++i) digits.Ints()[i] = FIRST_GLYPH_CHIP + 1 + i;
-    for (int32_t i = 0; i < 26; ++i) capitals.Ints()[i] = FIRST_GLYPH_CHIP + 12 + i;
-    plugin->Call("ZorvSetStringChip", space.Arg(), ' ', 1);
-    plugin->Call("ZorvSetStringChip", digits.Arg(), '0', 11);
-    plugin->Call("ZorvSetStringChip", capitals.Arg(), 'A', 26);
+    plugin->Call("ZorvSetStringChip", chips.Arg(), FIRST_CODE, GLYPHS);
 }
 
 // Characters: 0 the walker (animated, moving right, the view follows it), 1 ... 24 trees and
@@ -152,7 +148,7 @@ bool MakeCharacters() {
         plugin->Call("ZorvCreateCharacter", n, chip, n * 57 % 1100, 150 + n * 97 % 300);
         Col(MOVE_FLAGS, n) = 0;
         Col(ATTRIBUTE, n) = n <= 30 ? 1 : 4;
-        if (n > 24 && n <= 30) {  // a circle of about 80 pixels' radius, every ship at its own angle
+        if (n > 24 && n <= 30) {  // circles of about 55 pixels' radius, each ship at its own angle
             Col(MOVE_FLAGS, n) = MOVE_TURN;
             Col(DRAW_FLAGS, n) |= DRAW_ROTATE;
             Col(SPEED, n) = 768;
@@ -184,7 +180,7 @@ bool RunScreen(host::Screen& screen) {
                65636)) {
         return false;
     }
-    plugin->Call("ZorvInitializeChip", FIRST_GLYPH_CHIP + sizeof GLYPHS - 1);
+    plugin->Call("ZorvInitializeChip", FIRST_GLYPH_CHIP + GLYPHS);
     MakeSprites();
     MakeGlyphs(screen);
     plugin->Call("ZorvSelectSurface", 0);
