@@ -6,8 +6,6 @@
 
 #include <cstdint>
 
-#include "chip/chip.h"  // WrapAdd
-
 namespace zorv {
 
 // Column numbers: the second argument of ZorvSetCharacterVariable.
@@ -78,12 +76,8 @@ void CopyCharacterEntries(int32_t from, int32_t to);
 void TieCharacter(int32_t n, int32_t t);
 
 // Where the character is drawn and hit-tested: its position plus the relative offset while
-// MOVE_RELATIVE is set. Wraps in 32 bits. Inline: drawing and hit tests ask it of every character.
-inline IntPair EffectivePosition(int32_t n) {
-    const int32_t x = Col(COL_POS_X, n), y = Col(COL_POS_Y, n);
-    if ((Col(COL_MOVE_FLAGS, n) & MOVE_RELATIVE) == 0) return IntPair{x, y};
-    return IntPair{WrapAdd(x, relativeOffset[n].x), WrapAdd(y, relativeOffset[n].y)};
-}
+// MOVE_RELATIVE is set. Wraps in 32 bits.
+IntPair EffectivePosition(int32_t n);
 
 // remainder += delta; whole 1/256 units beyond +-255 move into column, toward zero, so the
 // remainder keeps its sign and stays within -255 ... 255.

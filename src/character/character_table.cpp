@@ -100,4 +100,10 @@ void TieCharacter(int32_t n, int32_t t) {
     Col(COL_MOVE_FLAGS, n) |= MOVE_RELATIVE;
 }
 
+IntPair EffectivePosition(int32_t n) {
+    const int32_t x = Col(COL_POS_X, n), y = Col(COL_POS_Y, n);
+    if ((Col(COL_MOVE_FLAGS, n) & MOVE_RELATIVE) == 0) return IntPair{x, y};
+    return IntPair{WrapAdd(x, relativeOffset[n].x), WrapAdd(y, relativeOffset[n].y)};
+}
+
 }  // namespace zorv
