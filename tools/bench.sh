@@ -16,3 +16,7 @@ echo "== screen under Wine =="
 # chip figures of render mode 1 (Direct3D).
 tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 2
 tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 1
+echo "== characters under Wine =="
+# Motion of 10,000 characters, frames of 1,000 to 10,000 Y-sorted sprites in render mode 2, and
+# the turned-area hit test against 10,000 candidates.
+tools/wine-run.sh --prefix bench -- build/win32/zorv_character_bench.exe Zorv.hpi 2

@@ -42,6 +42,12 @@ extern uint16_t* relativeTarget;   // the character this one is placed relative 
 extern IntPair* relativeOffset;    // added to the position while MOVE_RELATIVE is set
 extern IntPair* relativeDistance;  // own position minus the target's when the tie was made
 extern uint16_t* sortOrder;        // scratch list for Y-sorted drawing, not zero-filled
+// Scratch for the sort itself: each number with its PosY beside it, not zero-filled.
+struct YEntry {
+    int32_t y;
+    uint16_t n;
+};
+extern YEntry* sortKeys;
 
 // A character number of the table, and a range start ... start + count - 1 inside it (the end
 // is a 32-bit sum that wraps).
@@ -120,7 +126,8 @@ void PrepareYOrder(int32_t start, int32_t count);
 
 // Counts the Blink column one frame on and tells whether the character is drawn in it.
 bool BlinkShows(int32_t& blink);
-// Sorts the character numbers list[lo ... hi] into ascending PosY, in place, not stable.
+// Sorts the character numbers list[lo ... hi] into ascending PosY, in place, not stable; the
+// part is at most characterCapacity long (sortKeys holds it while it is sorted).
 void SortByY(uint16_t* list, int32_t lo, int32_t hi);
 
 }  // namespace zorv

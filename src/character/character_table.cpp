@@ -20,10 +20,12 @@ uint16_t* relativeTarget = nullptr;
 IntPair* relativeOffset = nullptr;
 IntPair* relativeDistance = nullptr;
 uint16_t* sortOrder = nullptr;
+YEntry* sortKeys = nullptr;
 
 namespace {
 
-// Every zero-filled table with its entry size; sortOrder is filled before each use instead.
+// Every zero-filled table with its entry size; sortOrder and sortKeys are filled before each
+// use instead.
 struct SideTable {
     void** pointer;
     size_t entrySize;
@@ -55,7 +57,8 @@ int32_t AllocateCharacterTables() {
         failed = failed || *t.pointer == nullptr;
     }
     sortOrder = static_cast<uint16_t*>(std::malloc(sizeof(uint16_t) * characterCapacity));
-    if (failed || sortOrder == nullptr) {
+    sortKeys = static_cast<YEntry*>(std::malloc(sizeof(YEntry) * characterCapacity));
+    if (failed || sortOrder == nullptr || sortKeys == nullptr) {
         ReleaseCharacterTables();
         return -10;
     }
@@ -69,6 +72,8 @@ void ReleaseCharacterTables() {
     }
     std::free(sortOrder);
     sortOrder = nullptr;
+    std::free(sortKeys);
+    sortKeys = nullptr;
     characterCapacity = 0;
 }
 

@@ -47,6 +47,10 @@ int32_t Distance(int32_t a, int32_t b) {
     return d < 0 ? WrapSub(0, d) : d;
 }
 
+// The distance of the quick test, summed over both axes, and a hit area's reach, w + h.
+int32_t CentreDistance(IntPoint s, IntPoint c) { return WrapAdd(Distance(c.x, s.x), Distance(c.y, s.y)); }
+int32_t ReachOf(const HitExtents& e) { return WrapAdd(WrapSub(e.right, e.left), WrapSub(e.bottom, e.top)); }
+
 }  // namespace
 
 HitExtents HitExtentsOf(const ChipRecord& chip, int32_t drawFlags, int32_t scaleX, int32_t scaleY) {
@@ -68,9 +72,8 @@ HitQuad HitQuadOf(const HitExtents& e, IntPoint centre, int32_t drawFlags, int32
     for (int i = 0; i < 4; ++i)
         q.corner[i] = turned ? RotatedCorner(centre.x, centre.y, u[i], v[i], NormalizeAngle(angle))
                              : IntPoint{WrapAdd(centre.x, u[i]), WrapAdd(centre.y, v[i])};
-    const int32_t w = WrapSub(e.right, e.left), h = WrapSub(e.bottom, e.top);
-    q.reach = WrapAdd(w, h);
-    q.core = std::min(w, h) >> 1;
+    q.reach = ReachOf(e);
+    q.core = std::min(WrapSub(e.right, e.left), WrapSub(e.bottom, e.top)) >> 1;
     return q;
 }
 
@@ -116,7 +119,7 @@ bool SegmentsCross(IntPoint p0, IntPoint p1, IntPoint q0, IntPoint q1) {
 }
 
 bool QuadsHit(const HitQuad& s, const HitQuad& c, int32_t mode) {
-    const int32_t d = WrapAdd(Distance(c.centre.x, s.centre.x), Distance(c.centre.y, s.centre.y));
+    const int32_t d = CentreDistance(s.centre, c.centre);
     if (d > std::max(s.reach, c.reach)) return false;
     if (d < std::min(s.core, c.reach)) return true;
     if (Aligned(s.corner) && Aligned(c.corner) &&
@@ -165,6 +168,8 @@ int32_t FirstHit(int32_t s, int32_t mask, int32_t start, int32_t end, bool quads
         if ((Col(COL_ATTRIBUTE, c) & mask) == 0) continue;
         if (!valid(c)) return -75;
         const CharacterArea b = AreaOf(c, chips);
+        // Most candidates of a frame are far away: passed over before their corners are turned.
+        if (quads && CentreDistance(aq.centre, b.centre) > std::max(aq.reach, ReachOf(b.extents))) continue;
         if (quads ? QuadsHit(aq, HitQuadOf(b.extents, b.centre, b.drawFlags, Col(COL_ANGLE, c)), mode)
                   : RectsHit(a.extents, a.centre, b.extents, b.centre)) {
             hit = c;

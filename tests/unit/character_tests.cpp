@@ -159,8 +159,9 @@ TEST(Character, ExportWork) {
         EXPECT_TRUE(FirstHit(0, 1, 1, 3, quads, 0, chips, 1, hit) == 0 && hit == 2 && FirstHit(0, 1, 0, 3, quads, 0, chips, 1, hit) == 0 && hit == 0);
         EXPECT_TRUE((hit = 9, FirstHit(0, 0, 0, 3, quads, 7, chips, 1, hit) == 0 && hit == 9));  // mask 0: no hit
     }
-    t(COL_DRAW_FLAGS, 0) = DRAW_SCALE, t(COL_SCALE_X, 0) = t(COL_SCALE_Y, 0) = 512, t(COL_POS_X, 2) = 123;  // 84 ... 116 against 115 ... 131
-    EXPECT_TRUE(FirstHit(0, 1, 2, 3, false, 0, chips, 1, hit) == 0 && hit == 2);
+    t(COL_DRAW_FLAGS, 0) = DRAW_SCALE, t(COL_SCALE_X, 0) = t(COL_SCALE_Y, 0) = 512, t(COL_POS_X, 2) = 123, t(COL_POS_Y, 2) = 112;
+    for (bool quads : {false, true})  // 84 ... 116 against 115 ... 131 x 104 ... 120: apart by more than the small reach
+        EXPECT_TRUE((hit = 9, FirstHit(0, 1, 2, 3, quads, 0, chips, 1, hit) == 0 && hit == 2)) << quads;
     t(COL_CHIP_NO, 1) = 1;  // an invalid ChipNo ends the call unless the mask skips it; the tested one's always does
     EXPECT_TRUE(FirstHit(0, 1, 1, 3, false, 0, chips, 1, hit) == -75 && FirstHit(0, 2, 1, 3, false, 0, chips, 1, hit) == 0);
     EXPECT_TRUE(FirstHit(1, 1, 0, 0, true, 0, chips, 1, hit) == -75);
