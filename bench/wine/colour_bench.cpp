@@ -18,12 +18,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
 #include <windows.h>
 #include <ddraw.h>
 
+#include "colour/colour_math.h"
 #include "colour/host_pixels.h"
 #include "host_emulator.h"
 
@@ -34,7 +36,7 @@ host::Screen* screen = nullptr;
 int repetitions = 20;
 std::string folder = ".";
 
-constexpr int W = 640, H = 480, TILE_W = 160, TILE_H = 120;
+constexpr int W = 640, H = 480, TILE_W = 148, TILE_H = 112;
 
 double Seconds() {
     static LARGE_INTEGER frequency = {};
@@ -236,13 +238,17 @@ const char* ChooseHostConversionForReport(bool palettised, uint32_t bits) {
     }
 }
 
+// memcpy between two heap buffers of this size (both warm in the cache, as the host buffer and
+// the surface are in the repeated copies), measured once per size with more repetitions.
 double MemcpyMs(size_t bytes) {
+    static std::map<size_t, double> known;
+    if (known.count(bytes)) return known[bytes];
     std::vector<uint8_t> from(bytes, 1), to(bytes, 2);
     const Timing t = Time([&] {
         std::memcpy(to.data(), from.data(), bytes);
         from[bytes / 2] = to[bytes / 3];
-    });
-    return t.median;
+    }, std::max(50, 5 * repetitions));
+    return known[bytes] = t.median;
 }
 
 void Row(const char* what, const Timing& t, size_t written) {
@@ -281,6 +287,7 @@ void TimeCopies(int32_t desktopBits, const HostPicture& full, const HostPicture&
             std::snprintf(what, sizeof what, "ZorvSurfaceToHSP %u-bit %s -> 24-bit buffer (GDI)", s.bits, names[i]);
             Row(what, Time([&] { plugin->Call("ZorvSurfaceToHSP", screen->Arg(), W, H, 0); }), static_cast<size_t>(W) * H * 3);
         }
+        plugin->Call("ZorvSelectSurface", 0);
         plugin->Call("ZorvReleaseOffscreenSurface", 1);
     }
 }
@@ -292,51 +299,71 @@ void TimePackingLoop(const HostPicture& full, const HostPicture& indexed) {
                                             zorv::AnalysePacking(0x7C00, 0x03E0, 0x001F, 0x8000)};
     const uint32_t bits[2] = {32, 16};
     for (int p = 0; p < 2; ++p) {
-        std::vector<uint8_t> target(static_cast<size_t>(W) * H * 4);
+        // Page-aligned like surface memory (a heap block at another offset against the source made
+        // the loop half as slow again here).
+        uint8_t* target = static_cast<uint8_t*>(VirtualAlloc(nullptr, W * H * 4, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
         for (const HostPicture* picture : {&full, &indexed}) {
             zorv::HostBlock block;
             zorv::FitHostBlock(W, H, 0, 0, W, H, &block);
             block.bits = picture->bits.data();
             block.colourTable = picture->table.data();
             block.palettised = picture == &indexed;
-            const zorv::BlockTarget out = {target.data(), static_cast<int32_t>(W * bits[p] / 8), bits[p]};
+            const zorv::BlockTarget out = {target, static_cast<int32_t>(W * bits[p] / 8), bits[p]};
             char what[128];
             std::snprintf(what, sizeof what, "CopyHostBlock %s buffer -> %u-bit", block.palettised ? "8-bit" : "24-bit", bits[p]);
             Row(what, Time([&] { zorv::CopyHostBlock(block, zorv::HOST_PACK, packings[p], nullptr, out); }),
                 static_cast<size_t>(W) * H * bits[p] / 8);
         }
+        VirtualFree(target, 0, MEM_RELEASE);
     }
 }
 
-// One palette fade step: updates with a fade of 2^31 - 2 steps running against updates
-// without, in alternating blocks so that drift in the machine's load hits both alike.
+// One palette fade step: updates with a fade of 2^31 - 2 steps running, and updates with one
+// ZorvSetPalette pending (windowed, that hands the table to the host window's palette and
+// writes no DirectDraw entry), against updates with nothing to do; in alternating blocks, so
+// that drift in the machine's load hits all three alike.
 void TimeFadeStep() {
-    std::printf("== palette fade step on the 8-bit screen (ZorvUpdateScreen, pacing off) ==\n");
+    std::printf("== palette work on the 8-bit screen (ZorvUpdateScreen, pacing off) ==\n");
     host::Variable target = host::Variable::Int(768);
     for (int i = 0; i < 768; ++i) target.Ints()[i] = (i * 37) & 0xFF;
+    const std::vector<uint32_t> table = PluginPalette();
     const int blocks = 6, per = std::max(10, repetitions * 2);
-    std::vector<double> plain, faded;
+    std::vector<double> us[3];
+    const char* names[3] = {"update with nothing pending", "update with one ZorvSetPalette", "update with a fade running"};
     for (int b = 0; b < blocks; ++b) {
-        for (int fading = 0; fading < 2; ++fading) {
-            if (fading) plugin->Call("ZorvFadePalette", target.Arg(), 0x7FFFFFFE);
+        for (int kind = 0; kind < 3; ++kind) {
+            if (kind == 2) plugin->Call("ZorvFadePalette", target.Arg(), 0x7FFFFFFE);
             for (int i = 0; i < per; ++i) {
                 host::PumpMessages();
+                if (kind == 1) plugin->Call("ZorvSetPalette", 100, table[100] >> 16, table[100] >> 8 & 0xFF, table[100] & 0xFF);
                 const double start = Seconds();
                 plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1);
-                (fading ? faded : plain).push_back((Seconds() - start) * 1e6);
+                us[kind].push_back((Seconds() - start) * 1e6);
             }
-            if (fading) {
+            if (kind == 2) {
                 plugin->Call("ZorvFadePalette", 0, 0);
                 plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1);  // the table back, outside the count
             }
         }
     }
-    std::sort(plain.begin(), plain.end());
-    std::sort(faded.begin(), faded.end());
-    const double p = plain[plain.size() / 2], f = faded[faded.size() / 2];
-    std::printf("update without a fade: median %8.1f us (best %8.1f), %zu updates\n", p, plain.front(), plain.size());
-    std::printf("update with a fade:    median %8.1f us (best %8.1f), %zu updates\n", f, faded.front(), faded.size());
-    std::printf("one fade step (difference of the medians): %.1f us\n", f - p);
+    double median[3];
+    for (int kind = 0; kind < 3; ++kind) {
+        std::sort(us[kind].begin(), us[kind].end());
+        median[kind] = us[kind][us[kind].size() / 2];
+        std::printf("%-32s median %8.1f us (best %8.1f), %zu updates\n", names[kind], median[kind], us[kind].front(), us[kind].size());
+    }
+    std::printf("one fade step (difference of the medians): %.1f us, of which the host window's palette about %.1f us\n",
+                median[2] - median[0], median[1] - median[0]);
+    // The step's arithmetic alone: 768 mixes (the plugin's code, 32-bit).
+    uint8_t from[768], to[768], out[768];
+    for (int i = 0; i < 768; ++i) from[i] = static_cast<uint8_t>(i * 7), to[i] = static_cast<uint8_t>(i * 37);
+    int32_t step = 0;
+    const Timing mix = Time([&] {
+        step = step % 30 + 1;
+        for (int i = 0; i < 768; ++i) out[i] = zorv::FadeMix(from[i], to[i], 30, step);
+        from[step] = out[step * 7];
+    }, 200);
+    std::printf("the mix of 256 entries alone (FadeMix x 768): median %.1f us (best %.1f)\n", mix.median * 1000, mix.best * 1000);
 }
 
 // ---- 3. Pictures -------------------------------------------------------------------------
@@ -349,6 +376,8 @@ void FormatScene(int32_t desktopBits) {
     constexpr int GAP = 8, SW = 4 * TILE_W + 5 * GAP, SH = 2 * TILE_H + 3 * GAP;
     std::vector<uint32_t> scene(static_cast<size_t>(SW) * SH, 0x00C0C0C0u);
     host::Variable code = host::Variable::Int(1);
+    plugin->Call("ZorvSelectSurface", 0);
+    plugin->Call("ZorvClearSurface", plugin->Call("ZorvGetColorCode", code.Arg(), 192, 192, 192) == 0 ? code.Ints()[0] : 0, 1);
     for (int f = 0; f < 4; ++f) {
         for (int row = 0; row < 2; ++row) {
             const int32_t status = plugin->Call("ZorvCreateOffscreenSurface", 1, TILE_W, TILE_H, FORMAT_FLAGS[f]);
@@ -363,24 +392,22 @@ void FormatScene(int32_t desktopBits) {
             if (f == 3) grey = plugin->Call("ZorvGetColorCode", code.Arg(), 64, 64, 64) == 0 ? code.Ints()[0] : 0;
             plugin->Call("ZorvClearSurface", static_cast<int32_t>(grey), 1);
             const int32_t copied = plugin->Call("ZorvHSPToSurface", (row ? indexed : full).Arg(), TILE_W, TILE_H, 0);
-            std::printf("  %s buffer -> %2u-bit %s surface: %d\n", row ? "8-bit " : "24-bit", s.bits, FORMAT_NAMES[f], copied);
             const std::vector<uint32_t> tile = Decode(s, TILE_W, TILE_H);
             for (int y = 0; y < TILE_H; ++y) {
                 std::memcpy(&scene[static_cast<size_t>(GAP + row * (TILE_H + GAP) + y) * SW + GAP + f * (TILE_W + GAP)],
                             &tile[static_cast<size_t>(y) * TILE_W], TILE_W * 4);
             }
+            // The tile onto the back buffer at the same place, for the presented picture
+            // (DirectDraw converts between the formats, or refuses).
+            plugin->Call("ZorvSelectSurface", 0);
+            plugin->Call("ZorvSetPosition", GAP + f * (TILE_W + GAP), GAP + row * (TILE_H + GAP));
+            const int32_t shown = plugin->Call("ZorvSurfaceToSurface", 1, TILE_W, TILE_H);
+            std::printf("  %s buffer -> %2u-bit %s surface: %d, onto the back buffer: %d\n", row ? "8-bit " : "24-bit", s.bits,
+                        FORMAT_NAMES[f], copied, shown);
             plugin->Call("ZorvReleaseOffscreenSurface", 1);
         }
     }
     Save("colour_formats_d" + std::to_string(desktopBits) + ".png", scene, SW, SH);
-
-    // The same two pictures copied onto the back buffer and presented.
-    plugin->Call("ZorvSelectSurface", 0);
-    plugin->Call("ZorvClearSurface", 0, 1);
-    for (int row = 0; row < 2; ++row) {
-        plugin->Call("ZorvSetPosition", 40 + row * (TILE_W + 40), 40);
-        plugin->Call("ZorvHSPToSurface", (row ? indexed : full).Arg(), TILE_W, TILE_H, 0);
-    }
     Save("colour_presented_d" + std::to_string(desktopBits) + ".png", Presented(), W, H);
 }
 
@@ -424,13 +451,79 @@ void ArcScene() {
     for (HBRUSH b : brushes) DeleteObject(b);
 }
 
+// The palette DirectDraw shows on the primary surface (found through the DirectDraw object of
+// the ZorvCombine block, at 28) as 0x00RRGGBB; empty when there is none.
+std::vector<uint32_t> DirectDrawPalette() {
+    host::Variable v = host::Variable::Int(1);
+    plugin->Call("ZorvCombine", v.Arg());
+    IDirectDraw7* directDraw = nullptr;
+    std::memcpy(&directDraw, reinterpret_cast<const uint8_t*>(static_cast<uintptr_t>(static_cast<uint32_t>(v.Ints()[0]))) + 28, 4);
+    IDirectDrawSurface7* primary = nullptr;
+    IDirectDrawPalette* palette = nullptr;
+    std::vector<uint32_t> out;
+    if (directDraw != nullptr && SUCCEEDED(directDraw->GetGDISurface(&primary))) {
+        PALETTEENTRY entries[256];
+        if (SUCCEEDED(primary->GetPalette(&palette)) && SUCCEEDED(palette->GetEntries(0, 0, 256, entries))) {
+            for (const PALETTEENTRY& e : entries) out.push_back(static_cast<uint32_t>(e.peRed << 16 | e.peGreen << 8 | e.peBlue));
+        }
+        if (palette != nullptr) palette->Release();
+        primary->Release();
+    }
+    return out;
+}
+
+// The 8-bit back buffer decoded through the palette DirectDraw shows.
+std::vector<uint32_t> BackBufferThroughPalette() {
+    const SurfaceInfo s = Surface(0);
+    std::vector<uint32_t> out(static_cast<size_t>(W) * H, 0);
+    const std::vector<uint32_t> palette = DirectDrawPalette();
+    DDSURFACEDESC2 desc = {};
+    desc.dwSize = sizeof desc;
+    if (palette.size() != 256 || FAILED(s.surface->Lock(nullptr, &desc, DDLOCK_WAIT | DDLOCK_READONLY, nullptr))) return out;
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) out[static_cast<size_t>(y) * W + x] = palette[static_cast<const uint8_t*>(desc.lpSurface)[y * desc.lPitch + x]];
+    s.surface->Unlock(nullptr);
+    return out;
+}
+
+// The 256 palette codes as 16 x 16 cells filled on the back buffer, presented and read back
+// from the window (left), beside the colours the plugin's table gives for the same codes
+// (right); entries whose two halves differ are printed.
+void PaletteChart() {
+    plugin->Call("ZorvSelectSurface", 0);
+    plugin->Call("ZorvClearSurface", 0, 1);
+    for (int i = 0; i < 256; ++i) {
+        plugin->Call("ZorvSetPosition", 16 + i % 16 * 18, 16 + i / 16 * 18);
+        plugin->Call("ZorvBoxFill", 16, 16, i);
+    }
+    plugin->Call("ZorvSetPosition", 0, 0);
+    std::vector<uint32_t> chart = Presented();
+    const std::vector<uint32_t> table = PluginPalette(), shownByDirectDraw = DirectDrawPalette();
+    int differ = 0, tableDiffers = 0;
+    for (int i = 0; i < 256; ++i) {
+        const int x0 = 16 + i % 16 * 18, y0 = 16 + i / 16 * 18;
+        const uint32_t shown = chart[static_cast<size_t>(y0 + 8) * W + x0 + 8];
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x) chart[static_cast<size_t>(y0 + y) * W + x0 + x + 320] = table[i];
+        const uint32_t direct = shownByDirectDraw.size() == 256 ? shownByDirectDraw[i] : 0xFFFFFFFFu;
+        differ += shown != table[i];
+        tableDiffers += direct != table[i];
+        if ((shown != table[i] || direct != table[i]) && i % 16 == 0)
+            std::printf("  code %3d: window %06X, DirectDraw palette %06X, plugin table %06X\n", i, shown, direct, table[i]);
+    }
+    std::printf("  %d of 256 codes show another colour in the window than the plugin table gives; %d differ between\n"
+                "  the DirectDraw palette and the table\n", differ, tableDiffers);
+    Save("colour_palette_d8.png", chart, W, H);
+}
+
 // The big 8-bit picture on the 8-bit back buffer, fading in 8 steps towards a sepia palette:
 // the window after steps 1, 4 and 8.
 void FadeScene(const HostPicture& indexed) {
     plugin->Call("ZorvSelectSurface", 0);
     plugin->Call("ZorvSetPosition", 0, 0);
     plugin->Call("ZorvHSPToSurface", indexed.Arg(), W, H, 0);
-    Save("colour_fade_0.png", Presented(), W, H);
+    Save("colour_fade_0_window.png", Presented(), W, H);
+    Save("colour_fade_0.png", BackBufferThroughPalette(), W, H);
     const std::vector<uint32_t> table = PluginPalette();
     host::Variable target = host::Variable::Int(768);
     for (int i = 0; i < 256; ++i) {
@@ -445,11 +538,11 @@ void FadeScene(const HostPicture& indexed) {
         plugin->Call("ZorvUpdateScreen", 0, 0, 0, 1);
         if (step == 1 || step == 4 || step == 8) {
             Sleep(30);
-            // Another present after the step: the throttled present and the new palette reach
-            // the window; the fade itself does not advance on it once over, and before then
-            // we read the window without presenting.
             host::PumpMessages();
-            Save("colour_fade_" + std::to_string(step) + ".png", host::CaptureScreen(screen->Window(), 0, 0, W, H), W, H);
+            // As the window shows it (Wine maps the palette onto the 8-bit X display's colours)
+            // and the back buffer through the palette DirectDraw holds.
+            Save("colour_fade_" + std::to_string(step) + "_window.png", host::CaptureScreen(screen->Window(), 0, 0, W, H), W, H);
+            Save("colour_fade_" + std::to_string(step) + ".png", BackBufferThroughPalette(), W, H);
         }
     }
 }
@@ -485,6 +578,7 @@ int main(int argc, char** argv) {
     std::printf("== pictures ==\n");
     FormatScene(bits);
     if (bits != 8) ArcScene();
+    if (bits == 8) PaletteChart();
     if (bits == 8) FadeScene(indexed);
 
     plugin->Call("ZorvExit");
