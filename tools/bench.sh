@@ -16,3 +16,4 @@ echo "== screen under Wine =="
 # chip figures of render mode 1 (Direct3D).
 tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 2
 tools/wine-run.sh --prefix bench -- build/win32/zorv_screen_bench.exe Zorv.hpi 600 1
+echo "== colours: host image copies, palette fades, pictures into build/win32 (24- and 8-bit desktops) =="; build/native/bench/zorv_colour_native_bench; for d in 24 8; do (cd build/win32 && ../../tools/wine-run.sh --depth $d --prefix bench -- ./zorv_colour_bench.exe Zorv.hpi 20 .); done

@@ -446,7 +446,7 @@ void ArcScene() {
     plugin->Call("ZorvEndDraw");
     screen->SetField(144, oldBrush), screen->SetField(160, oldColour);
     screen->SetField(108, 0), screen->SetField(112, 0);
-    Save("colour_arcs.png", Presented(), W, H);
+    Save("colour_arcs_d" + std::to_string(DesktopBits()) + ".png", Presented(), W, H);
     plugin->Call("ZorvSetPen", screen->Arg(), PS_SOLID, 1, R2_COPYPEN);  // no brush of ours stays selected
     for (HBRUSH b : brushes) DeleteObject(b);
 }
