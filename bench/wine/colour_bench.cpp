@@ -415,7 +415,8 @@ void FormatScene(int32_t desktopBits) {
 void ArcScene() {
     plugin->Call("ZorvSelectSurface", 0);
     plugin->Call("ZorvSetPosition", 0, 0);
-    plugin->Call("ZorvClearSurface", 0x00202830, 1);
+    host::Variable code = host::Variable::Int(1);
+    plugin->Call("ZorvClearSurface", plugin->Call("ZorvGetColorCode", code.Arg(), 32, 40, 48) == 0 ? code.Ints()[0] : 0, 1);
     const COLORREF colours[4] = {RGB(255, 255, 255), RGB(255, 96, 32), RGB(64, 200, 255), RGB(160, 255, 96)};
     HBRUSH brushes[4];
     for (int i = 0; i < 4; ++i) brushes[i] = CreateSolidBrush(RGB(40 + 50 * i, 60, 160 - 30 * i));
@@ -545,6 +546,14 @@ void FadeScene(const HostPicture& indexed) {
             Save("colour_fade_" + std::to_string(step) + ".png", BackBufferThroughPalette(), W, H);
         }
     }
+    // After the last step DirectDraw should hold the target; list the entries it kept.
+    const std::vector<uint32_t> shown = DirectDrawPalette();
+    std::string kept;
+    for (int i = 0; i < static_cast<int>(shown.size()); ++i) {
+        const uint32_t want = static_cast<uint32_t>(target.Ints()[3 * i] << 16 | target.Ints()[3 * i + 1] << 8 | target.Ints()[3 * i + 2]);
+        if (shown[i] != want) kept += " " + std::to_string(i);
+    }
+    std::printf("  after the last fade step, DirectDraw palette entries other than the target:%s\n", kept.empty() ? " none" : kept.c_str());
 }
 
 }  // namespace
