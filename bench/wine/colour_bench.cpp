@@ -578,6 +578,13 @@ int main(int argc, char** argv) {
     plugin->Call("ZorvShowFrameRate", hide.Arg(), 0, 0, 0);
     plugin->Call("ZorvShowPolygonRate", hide.Arg(), 0, 0, 0);
     std::printf("desktop: %d bits per pixel\n", bits);
+    if (bits == 8) {
+        const std::vector<uint32_t> table = PluginPalette(), shown = DirectDrawPalette();
+        int differ = 0;
+        for (size_t i = 0; i < shown.size(); ++i) differ += shown[i] != table[i];
+        std::printf("new screen: %d of 256 entries differ between the DirectDraw palette and the plugin table"
+                    " (entry 100: %06X and %06X)\n", differ, shown.empty() ? 0u : shown[100], table[100]);
+    }
 
     const HostPicture full(W, H, false), indexed(W, H, true);
     TimeCopies(bits, full, indexed);
