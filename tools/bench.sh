@@ -20,3 +20,8 @@ echo "== characters under Wine =="
 # Motion of 10,000 characters, frames of 1,000 to 10,000 Y-sorted sprites in render mode 2, and
 # the turned-area hit test against 10,000 candidates.
 tools/wine-run.sh --prefix bench -- build/win32/zorv_character_bench.exe Zorv.hpi 2
+echo "== colours: host image copies, palette fades, pictures into build/win32 (24- and 8-bit desktops) =="
+build/native/bench/zorv_colour_native_bench
+for d in 24 8; do
+  (cd build/win32 && ../../tools/wine-run.sh --depth $d --prefix bench -- ./zorv_colour_bench.exe Zorv.hpi 20 .)
+done
