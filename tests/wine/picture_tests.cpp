@@ -189,7 +189,8 @@ TEST_F(Screen, PlainAndScaledChips) {
 // a scale below 1 draws nothing.
 TEST_F(Screen, CharactersDrawLikeTheirChips) {
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
-    MakeChipScene(0, 0);
+    const bool direct3D = renderMode == 1 || renderMode == 3;  // a texture, a target with a device
+    MakeChipScene(direct3D ? 0x020 : 0, direct3D ? 0x008 : 0);
     ASSERT_EQ(0, plugin->Call("ZorvInitializeCharacter", 4));
     std::vector<Variable> columns;
     for (int32_t c = 0; c < 26; ++c) {
@@ -229,6 +230,23 @@ TEST_F(Screen, CharactersDrawLikeTheirChips) {
     col(21, 1) = 256;
     EXPECT_EQ(0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
     ExpectPicture(Target(), RECT{}, Nothing);
+    // At scale 1 the transformed path puts the chip where the plain path does: the software
+    // rasterizer exactly, Direct3D within its filtering; render mode 0 has no Direct3D.
+    col(20, 1) = 256;
+    if (direct3D) {
+        ASSERT_EQ(0, plugin->Call("ZorvSetRenderState", 19, D3DBLEND_ONE, 20, D3DBLEND_ZERO));  // a copy
+    }
+    EXPECT_EQ(renderMode == 0 ? -40 : 0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
+    if (renderMode != 0)
+        ExpectPicture(Target(), RECT{74, 24, 106, 56}, [](int32_t x, int32_t y) { return SourceCode(x - 74, y - 24); },
+                      BACKGROUND, direct3D ? 8 : 0);
+    // The scene for a person to compare across render modes: turned and doubled, faded, plain.
+    ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 2, 1, 150, 60));
+    ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 3, 0, 40, 80));
+    col(9, 2) = 1 | 4 | 8, col(17, 2) = 128, col(20, 2) = col(21, 2) = 512;
+    col(9, 3) = 1 | 16, col(24, 3) = 128;
+    plugin->Call("ZorvPutCharacterYSort", 0, 4, 0, 10);
+    SavePicture(("characters_render" + std::to_string(renderMode) + ".png").c_str(), Target());
     // The arrays go with this test: ZorvExit drops the character table (and everything else).
     EXPECT_EQ(0, plugin->Call("ZorvExit"));
     ASSERT_EQ(0, plugin->Call("ZorvInitializeSurface", 2));  // for TearDown's release
