@@ -570,7 +570,7 @@ TEST_F(Screen, ColourCodesAndPointColours) {
 namespace {
 
 // The host record's fields that the image copies and the circle read.
-enum HostField : size_t { PALETTE_MODE = 12, COLOUR_TABLE = 36, POS_X = 108, POS_Y = 112, COLOUR = 160 };
+enum HostField : size_t { PALETTE_MODE = 12, COLOUR_TABLE = 36, POS_X = 108, POS_Y = 112, PEN = 148, COLOUR = 160 };
 
 // An 8-bit component under a surface mask of n bits from bit z: its top n bits there.
 uint32_t Under(uint32_t mask, uint32_t c) {
@@ -672,7 +672,16 @@ TEST_F(Screen, GdiDrawingOnASurface) {
     ASSERT_EQ(0, plugin->Call("ZorvClearSurface", 0, 1));
     const int32_t hostDc = hostScreen->Field(host::Screen::HDC_FIELD);
     hostScreen->SetField(COLOUR, 0xFFFFFF), hostScreen->SetField(POS_X, 30), hostScreen->SetField(POS_Y, 20);
+    // The host's pen is taken by the first ZorvSetPen and never deleted; each plugin pen is
+    // deleted when the next replaces it.
+    const HPEN hostPen = CreatePen(PS_SOLID, 1, 0);
+    auto pen = [] { return reinterpret_cast<HGDIOBJ>(static_cast<intptr_t>(hostScreen->Field(PEN))); };
+    hostScreen->SetField(PEN, static_cast<int32_t>(reinterpret_cast<intptr_t>(hostPen)));
+    ASSERT_EQ(0, plugin->Call("ZorvSetPen", hostScreen->Arg(), PS_DOT, 1, R2_COPYPEN));
+    const HGDIOBJ first = pen();
     ASSERT_EQ(0, plugin->Call("ZorvSetPen", hostScreen->Arg(), PS_SOLID, 1, R2_COPYPEN));
+    EXPECT_TRUE(first != hostPen && GetObjectType(first) == 0 && GetObjectType(pen()) == OBJ_PEN);
+    EXPECT_EQ(static_cast<DWORD>(OBJ_PEN), GetObjectType(hostPen));
     ASSERT_EQ(0, plugin->Call("ZorvBeginDraw"));
     EXPECT_EQ(0, plugin->Call("ZorvDrawCircle", 10, 0, 256, 0));
     ASSERT_EQ(0, plugin->Call("ZorvEndDraw"));
