@@ -17,6 +17,7 @@
 #include <windows.h>
 
 #include "host_emulator.h"
+#include "bench_clock.h"
 
 namespace {
 
@@ -33,14 +34,6 @@ host::Plugin* plugin = nullptr;
 std::vector<host::Variable> columns;
 
 int32_t& Col(int32_t c, int32_t n) { return columns[c].Ints()[n]; }
-
-double Seconds() {
-    static LARGE_INTEGER frequency = {};
-    if (frequency.QuadPart == 0) QueryPerformanceFrequency(&frequency);
-    LARGE_INTEGER now;
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 bool Fail(const char* what, int32_t status) {
     std::fprintf(stderr, "character_bench: %s answered %d\n", what, status);

@@ -28,6 +28,7 @@
 #include "colour/colour_math.h"
 #include "colour/host_pixels.h"
 #include "host_emulator.h"
+#include "bench_clock.h"
 
 namespace {
 
@@ -37,14 +38,6 @@ int repetitions = 20;
 std::string folder = ".";
 
 constexpr int W = 640, H = 480, TILE_W = 148, TILE_H = 112;
-
-double Seconds() {
-    static LARGE_INTEGER frequency = {};
-    if (frequency.QuadPart == 0) QueryPerformanceFrequency(&frequency);
-    LARGE_INTEGER now;
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 // Minimum and median of `repetitions` timings of `run`, in milliseconds.
 struct Timing {

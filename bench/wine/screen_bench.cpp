@@ -16,18 +16,11 @@
 #include <mmsystem.h>
 
 #include "host_emulator.h"
+#include "bench_clock.h"
 
 namespace {
 
 host::Plugin* plugin = nullptr;
-
-double Seconds() {
-    static LARGE_INTEGER frequency = {};
-    if (frequency.QuadPart == 0) QueryPerformanceFrequency(&frequency);
-    LARGE_INTEGER now;
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 void HideRates() {
     host::Variable colours = host::Variable::Int(9);
