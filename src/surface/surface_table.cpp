@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "colour/colour_math.h"
 #include "display/display.h"
 #include "gdi/gdi.h"
 #include "surface/surface.h"
@@ -96,12 +97,7 @@ uint32_t ColorMatch(IDirectDrawSurface7* surface, int32_t red, int32_t green, in
     desc.dwSize = sizeof desc;
     hr = LockWaiting(surface, nullptr, &desc, DDLOCK_WAIT | DDLOCK_READONLY);
     if (SUCCEEDED(hr)) {
-        // Only the pixel's own bytes: a 16-bit surface one pixel wide ends after two bytes.
-        const DWORD bits = desc.ddpfPixelFormat.dwRGBBitCount;
-        const size_t bytes = bits >= 32 ? 4 : (bits + 7) / 8;
-        uint32_t word = 0;
-        std::memcpy(&word, desc.lpSurface, bytes);
-        code = bits < 32 ? word & ((1u << bits) - 1) : word;
+        code = PixelCode(static_cast<const uint8_t*>(desc.lpSurface), desc.ddpfPixelFormat.dwRGBBitCount);
         surface->Unlock(nullptr);
     } else {
         DxFail(hr, 0);
