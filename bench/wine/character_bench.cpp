@@ -17,7 +17,7 @@
 #include <windows.h>
 
 #include "host_emulator.h"
-#include "bench_clock.h"
+#include "bench_common.h"
 
 namespace {
 
@@ -220,12 +220,7 @@ int main(int argc, char** argv) {
     if (!loaded.Loaded()) return 1;
     plugin = &loaded;
     host::Screen screen(640, 480);
-    HDC desktop = GetDC(nullptr);
-    int32_t bits = GetDeviceCaps(desktop, BITSPIXEL);
-    ReleaseDC(nullptr, desktop);
-    if (plugin->Call("ZorvInitialize", screen.Arg(), 2, renderMode) != 0 || plugin->Call("ZorvCreateDD", 0) != 0 ||
-        plugin->Call("ZorvInitializeSurface", 2) != 0 ||
-        plugin->Call("ZorvCreatePrimarySurface", 640, 480, bits, renderMode == 1 ? 8 : 0) != 65636) {
+    if (!OpenScreen(*plugin, screen, renderMode)) {
         std::fprintf(stderr, "character_bench: no screen\n");
         return 1;
     }

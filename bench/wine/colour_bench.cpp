@@ -28,7 +28,7 @@
 #include "colour/colour_math.h"
 #include "colour/host_pixels.h"
 #include "host_emulator.h"
-#include "bench_clock.h"
+#include "bench_common.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include <mmsystem.h>
 
 #include "host_emulator.h"
-#include "bench_clock.h"
+#include "bench_common.h"
 
 namespace {
 
@@ -39,13 +39,7 @@ int main(int argc, char** argv) {
     if (!loaded.Loaded()) return 1;
     plugin = &loaded;
     host::Screen screen(640, 480);
-    HDC desktop = GetDC(nullptr);
-    int bits = GetDeviceCaps(desktop, BITSPIXEL);
-    ReleaseDC(nullptr, desktop);
-    const int32_t screenFlags = renderMode == 1 ? 8 : 0;  // a Direct3D back buffer for mode 1
-    if (plugin->Call("ZorvInitialize", screen.Arg(), 2, renderMode) != 0 || plugin->Call("ZorvCreateDD", 0) != 0 ||
-        plugin->Call("ZorvInitializeSurface", 2) != 0 ||
-        plugin->Call("ZorvCreatePrimarySurface", 640, 480, bits, screenFlags) != 65636) {
+    if (!OpenScreen(*plugin, screen, renderMode)) {
         std::fprintf(stderr, "screen_bench: no screen\n");
         return 1;
     }
