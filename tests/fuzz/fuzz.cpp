@@ -182,6 +182,8 @@ public:
             for (int k = 0; k < 4; ++k) args[k] = Argument(e.kind[k]);
             if (e.name == "ZorvUpdateScreen") args[0] = static_cast<int32_t>(Below(3) * 65536);  // no long waits
             if (!Call(e, args)) return false;
+            // A loan given back at once now and then, so that the return path is reached too.
+            if (e.name == "ZorvBeginDraw" && lastStatus_ == 0 && Below(2) && !CallByName("ZorvEndDraw")) return false;
             host::PumpMessages();
         }
         return true;
@@ -217,9 +219,11 @@ private:
         static const uint16_t TAGS[] = {2, 3, 4, 4, 4, 1};
         static const int32_t SIZES[] = {0, 1, 2, 3, 4, 8, 16, 26, 64, 192, 256};
         v.Make(TAGS[Below(6)], SIZES[Below(11)]);
-        // Small numbers mostly (character, chip and mode numbers), any value now and then.
+        // Small numbers mostly (character, chip and mode numbers), any value now and then, or
+        // capital letters, the codes of the font made at the start.
+        const bool letters = Below(4) == 0;
         for (size_t i = 0; i + 4 <= v.bytes; i += 4) {
-            const int32_t value = Below(4) ? static_cast<int32_t>(Below(8)) : Integer();
+            const int32_t value = letters ? 0x41414141 + static_cast<int32_t>(Below(26)) : Below(4) ? static_cast<int32_t>(Below(8)) : Integer();
             std::memcpy(v.Data() + i, &value, 4);
         }
     }
@@ -231,6 +235,7 @@ private:
         const int32_t status = CallMeasured(e.proc, args, &moved);
         if (current.index >= traceFrom)
             std::printf("%ld %s(%d, %d, %d, %d) = %d\n", current.index, e.name.c_str(), args[0], args[1], args[2], args[3], status);
+        lastStatus_ = status;
         if (status >= 0) ++succeeded_[e.name];
         if (moved != 0) return Report("stack pointer moved"), false;
         const bool listed = std::find(e.statuses.begin(), e.statuses.end(), status) != e.statuses.end();
@@ -254,12 +259,16 @@ private:
     }
 
     // The start a script makes, with some of the sizes and flags chosen at random: library,
-    // DirectDraw, surface table, windowed screen, an off-screen surface with chips, characters.
+    // DirectDraw, surface table, windowed screen at the desktop's depth, an off-screen surface
+    // with chips, characters, a font of chips for A to Z and an animation pattern.
     bool StartScreen() {
         const int32_t render = static_cast<int32_t>(Below(4));
+        HDC desktop = GetDC(nullptr);
+        const int32_t bits = GetDeviceCaps(desktop, BITSPIXEL);
+        ReleaseDC(nullptr, desktop);
         bool ok = CallByName("ZorvInitialize", screen_.Arg(), 2, render) && CallByName("ZorvCreateDD", 0) &&
                   CallByName("ZorvInitializeSurface", 4) &&
-                  CallByName("ZorvCreatePrimarySurface", 320, 240, 32, render == 0 || render == 2 ? 0 : 8) &&
+                  CallByName("ZorvCreatePrimarySurface", 320, 240, bits, render == 0 || render == 2 ? 0 : 8) &&
                   CallByName("ZorvCreateOffscreenSurface", 1, 64, 64, Below(2) ? 0 : 0x120) &&
                   CallByName("ZorvInitializeChip", 4) && CallByName("ZorvInitializeCharacter", 8);
         for (int32_t n = 0; ok && n < 4; ++n) ok = CallByName("ZorvCreateChip", n, 16, 16);
@@ -267,7 +276,14 @@ private:
         columns.Make(4, 8);
         for (int32_t c = 0; ok && c < 26; ++c) ok = CallByName("ZorvSetCharacterVariable", columns.Arg(), c);
         for (int32_t n = 0; ok && n < 4; ++n) ok = CallByName("ZorvCreateCharacter", n, n, 16 * n, 20);
-        return ok && CallByName("ZorvSelectSurface", static_cast<int32_t>(Below(2)));
+        GuardedVariable& small = variables_[1];
+        small.Make(4, 26);
+        for (int32_t i = 0; i < 26; ++i) {
+            const int32_t chip = i & 3;  // the font's chips; as pattern steps: chips 0, 2, 0 for 1, 3, 1 frames
+            std::memcpy(small.Data() + 4 * i, &chip, 4);
+        }
+        return ok && CallByName("ZorvSetStringChip", small.Arg(), 'A', 26) && CallByName("ZorvInitializeAnimationPattern", 4) &&
+               CallByName("ZorvSetAnimationPattern", small.Arg(), 0, 3) && CallByName("ZorvSelectSurface", static_cast<int32_t>(Below(2)));
     }
 
     std::vector<Export> exports_;
@@ -276,6 +292,7 @@ private:
     GuardedVariable variables_[VARIABLES];
     GuardedVariable buffer_;
     std::map<std::string, long> succeeded_;
+    int32_t lastStatus_ = 0;
 
 public:
     // The exports that never succeeded in this run: paths the run did not reach.
