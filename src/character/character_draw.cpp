@@ -2,7 +2,6 @@
 // (by number, or from the smallest PosY up) and moved one frame right after.
 #include "character/character.h"
 #include "chip/chip_draw.h"
-#include "misc/trig.h"
 
 using namespace zorv;
 
@@ -28,7 +27,7 @@ int32_t DrawCharacter(int32_t n, int32_t sx, int32_t sy) {
     // Scales below 1 draw nothing, as for ZorvPutChip2 and ZorvPutChip4; so does a chip that
     // was never created.
     if (scaleX < 1 || scaleY < 1 || chip.width < 1 || chip.height < 1) return OK;
-    return DrawChipTransformed(x, y, chip, scaleX, scaleY, flags & DRAW_ROTATE ? NormalizeAngle(Col(COL_ANGLE, n)) : 0,
+    return DrawChipTransformed(x, y, chip, scaleX, scaleY, flags & DRAW_ROTATE ? Col(COL_ANGLE, n) : 0,
                                flags & DRAW_TRANSPARENCY ? Col(COL_TRANSPARENCY, n) & 0xFF : 0);
 }
 
