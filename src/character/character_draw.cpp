@@ -2,7 +2,6 @@
 // (by number, or from the smallest PosY up) and moved one frame right after.
 #include "character/character.h"
 #include "chip/chip_draw.h"
-#include "misc/trig.h"
 
 using namespace zorv;
 
@@ -17,13 +16,18 @@ int32_t DrawCharacter(int32_t n, int32_t sx, int32_t sy) {
     const int32_t x = WrapAdd(at.x, sx), y = WrapAdd(at.y, sy);
     const int32_t flags = Col(COL_DRAW_FLAGS, n) & 0xFF;
     const ChipRecord& chip = chipTable[Col(COL_CHIP_NO, n)];
-    if ((flags & (DRAW_ROTATE | DRAW_SCALE | DRAW_TRANSPARENCY)) == 0) return DrawChipPlain(DrawingSurface(), chip, x, y);
+    if ((flags & (DRAW_ROTATE | DRAW_SCALE | DRAW_TRANSPARENCY)) == 0) {
+        // Like a failed blit, a chip with no surface to copy from (never created, or its
+        // surface released) draws nothing and does not stop the call.
+        DrawChipPlain(DrawingSurface(), chip, x, y);
+        return OK;
+    }
     const int32_t scaleX = flags & DRAW_SCALE ? Col(COL_SCALE_X, n) : 256;
     const int32_t scaleY = flags & DRAW_SCALE ? Col(COL_SCALE_Y, n) : 256;
     // Scales below 1 draw nothing, as for ZorvPutChip2 and ZorvPutChip4; so does a chip that
     // was never created.
     if (scaleX < 1 || scaleY < 1 || chip.width < 1 || chip.height < 1) return OK;
-    return DrawChipTransformed(x, y, chip, scaleX, scaleY, flags & DRAW_ROTATE ? NormalizeAngle(Col(COL_ANGLE, n)) : 0,
+    return DrawChipTransformed(x, y, chip, scaleX, scaleY, flags & DRAW_ROTATE ? Col(COL_ANGLE, n) : 0,
                                flags & DRAW_TRANSPARENCY ? Col(COL_TRANSPARENCY, n) & 0xFF : 0);
 }
 

@@ -361,6 +361,7 @@ const Row ROWS[] = {
     {AFTER, "ZorvPutCharacterYSort", 7, 0, 0, 0, 0},  // nothing to draw
     {AFTER, "ZorvPutCharacter", 0, 0, 0, 0, 0},
     {CHARS, "ZorvCreateCharacter", 5, 1, 10, 10, 0},
+    {AFTER, "ZorvCreateCharacter", 4, 0, 10, 10, 0},  // chip 0 never created: drawn as nothing
     {AFTER, "ZorvSetCharacterAim", 5, 30, 10, 512, 0},
     {AFTER, "ZorvPutCharacter", 0, 8, 5, 5, 0, CELL, 1 * 100 + 5, 11},
     {AFTER, "ZorvPutCharacterYSort", 0, 8, 0, 0, 0, CELL, 1 * 100 + 5, 13},

@@ -240,6 +240,11 @@ TEST_F(Screen, CharactersDrawLikeTheirChips) {
     if (renderMode != 0)
         ExpectPicture(Target(), RECT{74, 24, 106, 56}, [](int32_t x, int32_t y) { return SourceCode(x - 74, y - 24); },
                       BACKGROUND, direct3D ? 8 : 0);
+    // Angle 1024 is turned by 0 with the scaled cosine, one pixel narrower, not drawn unturned.
+    Clear();
+    col(9, 1) = 1 | 4, col(17, 1) = 1024;
+    EXPECT_EQ(renderMode == 0 ? -40 : 0, plugin->Call("ZorvPutCharacter", 0, 4, 0, 0));
+    if (direct3D) EXPECT_EQ(BACKGROUND, Rgb(Target().At(105, 40)));
     // The scene for a person to compare across render modes: turned and doubled, faded, plain.
     ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 2, 1, 150, 60));
     ASSERT_EQ(0, plugin->Call("ZorvCreateCharacter", 3, 0, 40, 80));
