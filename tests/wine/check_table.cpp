@@ -285,10 +285,8 @@ const Row ROWS[] = {
     {SURFACE | R13, "ZorvSelectSurface", 0, 0, 0, 0, 0},  // the 3D screen draws from textures only
     {AFTER | R13, "ZorvPutChip2", 1, 256, 0, 0, -61},
     {AFTER | R13, "ZorvPutChip3", Q8, 1, 0, 0, -61},
-    {AFTER | R13, "ZorvGetD3Dcaps", I1, 24, 0, 0, 0, WRITES, 0, 3},  // Wine's T&L HAL description
     {AFTER | R13, "ZorvGetD3Dcaps", I1, 32, 0, 0, -2, KEEP},
     {AFTER | R13, "ZorvGetD3Dcaps", I1, 1, 14, 0, -2, KEEP},
-    {AFTER | R13, "ZorvGetD3Dcaps", I1, 1, 0, 0, 0, WRITES, 0, static_cast<int32_t>(sizeof(D3DPRIMCAPS))},
     {SURFACE, "ZorvCreateOffscreenSurface", 2, 16, 16, 0x020, 0},  // a texture cannot be blitted
     {AFTER, "ZorvCreateChip", 0, 8, 8, 0, 0},
     {AFTER, "ZorvSelectSurface", 1, 0, 0, 0, 0},

@@ -117,7 +117,36 @@ TEST_F(Screen, OffscreenSurfacesByFlags) {
     if (renderMode != 1 && renderMode != 3) return;
     // Wine gives one DirectDraw object one device at a time: the first goes before the second.
     ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 6, 64, 64, 0x008));
-    EXPECT_NE(nullptr, ReadState().At(6).At<void*>(4));
+    IDirect3DDevice7* device = ReadState().At(6).At<IDirect3DDevice7*>(4);
+    ASSERT_NE(nullptr, device);
+    // Its capabilities, item by item: the members of the device's own description in their
+    // declared order, the two primitive descriptions by sub-item, the GUID as a device type.
+    D3DDEVICEDESC7 d = {};
+    ASSERT_EQ(D3D_OK, device->GetCaps(&d));
+    struct Field { const void* p; size_t n; };
+#define M(m) Field{&d.m, sizeof d.m}
+    const Field items[32] = {M(dwDevCaps), {}, {}, M(dwDeviceRenderBitDepth), M(dwDeviceZBufferBitDepth),
+        M(dwMinTextureWidth), M(dwMinTextureHeight), M(dwMaxTextureWidth), M(dwMaxTextureHeight), M(dwMaxTextureRepeat),
+        M(dwMaxTextureAspectRatio), M(dwMaxAnisotropy), M(dvGuardBandLeft), M(dvGuardBandTop), M(dvGuardBandRight),
+        M(dvGuardBandBottom), M(dvExtentsAdjust), M(dwStencilCaps), M(dwFVFCaps), M(dwTextureOpCaps),
+        M(wMaxTextureBlendStages), M(wMaxSimultaneousTextures), M(dwMaxActiveLights), M(dvMaxVertexW), {},
+        M(wMaxUserClipPlanes), M(wMaxVertexBlendMatrices), M(dwVertexProcessingCaps), M(dwReserved1), M(dwReserved2),
+        M(dwReserved3), M(dwReserved4)};
+#undef M
+    const uint32_t type = d.deviceGUID == IID_IDirect3DTnLHalDevice ? 3 : d.deviceGUID == IID_IDirect3DHALDevice ? 2
+                        : d.deviceGUID == IID_IDirect3DRGBDevice ? 1 : 0;
+    Variable value = Variable::Int(1);
+    ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 6));
+    for (int32_t item = 0; item < 32; ++item) {
+        for (int32_t sub = 0; sub < (item == 1 || item == 2 ? 14 : 1); ++sub) {
+            ASSERT_EQ(0, plugin->Call("ZorvGetD3Dcaps", value.Arg(), item, sub));
+            const Field f = item == 1 ? Field{reinterpret_cast<DWORD*>(&d.dpcLineCaps) + sub, 4}
+                          : item == 2 ? Field{reinterpret_cast<DWORD*>(&d.dpcTriCaps) + sub, 4} : items[item];
+            uint32_t want = type;
+            if (item != 24) want = 0, std::memcpy(&want, f.p, f.n);
+            EXPECT_EQ(want, static_cast<uint32_t>(value.Ints()[0])) << item << " " << sub;
+        }
+    }
     ASSERT_EQ(0, plugin->Call("ZorvSelectSurface", 0));
     ASSERT_EQ(0, plugin->Call("ZorvReleaseOffscreenSurface", 6));
     ASSERT_EQ(0, plugin->Call("ZorvCreateOffscreenSurface", 7, 64, 64, 0x018)) << ErrorText(-3);
