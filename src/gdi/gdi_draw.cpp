@@ -13,6 +13,7 @@ namespace {
 HPEN hostPen = nullptr;
 bool hostPenTaken = false;
 HPEN pluginPen = nullptr;
+constexpr int32_t MAX_PEN_WIDTH = 32767;
 
 // While a surface's DC is lent: that surface, and the host's HDC it replaced in the record.
 IDirectDrawSurface7* lentSurface = nullptr;
@@ -33,7 +34,10 @@ using namespace zorv;
 
 ZORV_API ZorvSetPen(HostScreen* record, int32_t style, int32_t width, int32_t rop) {
     EnterExport("ZorvSetPen");
-    if (width < 1 || width >= 0x7FFFFFFF || record == nullptr) return ERR_PARAM_RANGE;
+    // Widths beyond 16-bit coordinates are refused as the circle's box is: GDI's time grows
+    // with the width (Wine takes 13 s for one arc a million pixels wide), so a wild width would
+    // stall the script.
+    if (width < 1 || width > MAX_PEN_WIDTH || record == nullptr) return ERR_PARAM_RANGE;
     if (!hostPenTaken) {
         hostPen = record->pen;
         hostPenTaken = true;

@@ -168,7 +168,7 @@ const Row ROWS[] = {
     {BARE, "ZorvBeginDraw", 0, 0, 0, 0, -76},
     {BARE, "ZorvEndDraw", 0, 0, 0, 0, -76},
     {BARE, "ZorvSetPen", HS + 2, 0, 0, 13, -2},  // the pen stays (the host record is compared)
-    {BARE, "ZorvSetPen", HS + 2, 0, 0x7FFFFFFF, 13, -2},
+    {BARE, "ZorvSetPen", HS + 2, 0, 32768, 13, -2},  // wider than 16-bit coordinates
     {BARE, "ZorvDrawCircle", -1, 0, 256, 0, -2},  // no negative radius
     {BARE, "ZorvDrawCircle", 1 << 15, 0, 256, 1, -2},  // nor a box beyond 16-bit coordinates
     // Characters before a table: nothing to work on.
