@@ -41,6 +41,7 @@ PluginState ReadState() {
     state.current = *block.At<const uint8_t* const*>(4);
     state.table = block.At<const uint8_t*>(8);
     state.count = block.At<int32_t>(12);
+    state.polygons = block.At<const int32_t*>(16);
     state.direct3D = block.At<void*>(24);
     state.directDraw = block.At<void*>(28);
     state.screenMode = block.bytes[32];

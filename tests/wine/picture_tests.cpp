@@ -194,9 +194,20 @@ TEST_F(Screen, FillsCopiesAndKeys) {
 TEST_F(Screen, PlainAndScaledChips) {
     ASSERT_EQ(SCREEN_CREATED, CreateScreen());
     MakeChipScene(0, 0);
+    // Chip 0's top left and chip 1's bottom right 2 x 2 pixels black, the key every surface
+    // starts with: skipped by ZorvPutChip, copied by ZorvPutChip4 while the key is off. (On
+    // the surface's edges: Wine's stretching filter reads a pixel past the chip.)
+    auto black = [](int32_t x, int32_t y) { return (x < 2 && y < 2) || (x >= 62 && y >= 30); };
+    auto keyed = [&](int32_t x, int32_t y) { return black(x, y) ? BACKGROUND : SourceCode(x, y); };
+    auto plain = [&](int32_t x, int32_t y) { return black(x, y) ? 0u : SourceCode(x, y); };
+    DDSURFACEDESC2 desc = {};
+    desc.dwSize = sizeof desc;
+    ASSERT_EQ(DD_OK, ReadState().At(1).Surface()->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr));
+    for (int32_t i = 0; i < 8; ++i) reinterpret_cast<uint32_t*>(static_cast<uint8_t*>(desc.lpSurface) + (i / 4 * 30 + i / 2 % 2) * desc.lPitch)[i / 4 * 62 + i % 2] = 0;
+    ReadState().At(1).Surface()->Unlock(nullptr);
     // The anchor (16, 16) lands on (100, 50); at x = 10 the first 6 columns are cut off.
     ASSERT_EQ(0, plugin->Call("ZorvPutChip", 1, 100, 50));
-    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(32 + x - 84, y - 34); });
+    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [&](int32_t x, int32_t y) { return keyed(32 + x - 84, y - 34); });
     Clear();
     ASSERT_EQ(0, plugin->Call("ZorvPutChip", 0, 10, 20));
     ExpectPicture(Target(), RECT{0, 4, 26, 36}, [](int32_t x, int32_t y) { return SourceCode(x + 6, y - 4); });
@@ -206,11 +217,11 @@ TEST_F(Screen, PlainAndScaledChips) {
     // 512 x 256 at (100, 50): two columns per source column; scale 1 is a plain copy.
     ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 100, 50));
     ASSERT_EQ(0, plugin->Call("ZorvPutChip4", 0, 512, 256));
-    ExpectPicture(Target(), RECT{68, 34, 132, 66}, [](int32_t x, int32_t y) { return SourceCode((x - 68) / 2, y - 34); },
+    ExpectPicture(Target(), RECT{68, 34, 132, 66}, [&](int32_t x, int32_t y) { return plain((x - 68) / 2, y - 34); },
                   BACKGROUND, 4);
     Clear();
     ASSERT_EQ(0, plugin->Call("ZorvPutChip4", 0, 256, 256));
-    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [](int32_t x, int32_t y) { return SourceCode(x - 84, y - 34); });
+    ExpectPicture(Target(), RECT{84, 34, 116, 66}, [&](int32_t x, int32_t y) { return plain(x - 84, y - 34); });
 }
 
 // A character is drawn where ZorvPutChip puts its chip, shifted by the scroll; by number the
@@ -333,7 +344,9 @@ TEST_F(Screen, TransformedChipsByRenderMode) {
     EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 384, -200, 0));
     ASSERT_EQ(0, plugin->Call("ZorvSetPosition", 160, 30));
     EXPECT_EQ(0, plugin->Call("ZorvPutChip2", 1, 256, 0, 160));  // faded (Direct3D only)
+    const int32_t polygons = *ReadState().polygons;
     EXPECT_EQ(0, plugin->Call("ZorvPutChip3", corners.Arg(), 1, 0));
+    EXPECT_EQ(polygons + (direct3D ? 4 : 0), *ReadState().polygons) << "ZorvPutChip3 counts four polygons";
     Pixels scene = Target();
     EXPECT_EQ(SourceCode(5, 5), Rgb(scene.At(24 - 16 + 5, 30 - 16 + 5)));
     for (POINT p : {POINT{24, 85}, POINT{145, 100}}) EXPECT_NE(BACKGROUND, Rgb(scene.At(p.x, p.y))) << p.x << "," << p.y;

@@ -51,6 +51,7 @@ struct PluginState {
     const uint8_t* current = nullptr;  // the record currentSurface points at
     void* direct3D = nullptr;
     void* directDraw = nullptr;
+    const int32_t* polygons = nullptr;  // the polygon count that the Direct3D drawing adds to
     uint8_t screenMode = 0, renderMode = 0;
     int32_t signature = 0;
     Record At(int32_t index) const { return Record{table + RECORD_BYTES * index}; }
