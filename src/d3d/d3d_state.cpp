@@ -142,6 +142,12 @@ ZORV_API ZorvSetRenderColor(int32_t red, int32_t green, int32_t blue, int32_t on
 ZORV_API ZorvSetTextureStageState(int32_t stage, int32_t type, int32_t value, int32_t) {
     EnterExport("ZorvSetTextureStageState");
     if (renderMode == RENDER_SOFTWARE) return OK;
+    // A colour or alpha operation that names no operation (D3DTOP_DISABLE to
+    // D3DTOP_DOTPRODUCT3) is refused: Wine takes the value as a table index when it next draws
+    // and faults on a large one.
+    if ((type == D3DTSS_COLOROP || type == D3DTSS_ALPHAOP) && (value < D3DTOP_DISABLE || value > D3DTOP_DOTPRODUCT3)) {
+        return ERR_PARAM_RANGE;
+    }
     if (currentSurface == nullptr) return ERR_NO_SURFACE;
     if (currentSurface->device == nullptr) return ERR_NO_D3D_DEVICE;
     HRESULT hr = currentSurface->device->SetTextureStageState(

@@ -152,6 +152,7 @@ const Row ROWS[] = {
     {BARE | R2, "ZorvSetRenderState", 8, 2, 19, 5, -76},
     {BARE | R013, "ZorvSetRenderState", 8, 2, 0, 0, -76},
     {BARE | R013, "ZorvSetTextureStageState", 0, 1, 4, 0, -76},
+    {BARE | R013, "ZorvSetTextureStageState", 0, 4, 25, 0, -2},  // no such alpha operation: Wine faults on drawing
     {BARE, "ZorvInitializeChip", 0, 0, 0, 0, -2},
     {BARE, "ZorvInitializeChip", 0x7FFFFFFF, 0, 0, 0, -10, MOVES},
     {BARE, "ZorvInitializeChip", 4, 0, 0, 0, 0},
